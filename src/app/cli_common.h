@@ -1,0 +1,64 @@
+#pragma once
+// What every ostrand-cli subcommand shares: the run settings filled as the
+// GUI fills them at start, terminal adapters of the core's progress and UI
+// interfaces, and the exit code (0 done, 1 the operation failed, 2 usage).
+
+#include "startup/run_settings.h"
+#include "util/services.h"
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace cli {
+
+struct Context {
+    startup::RunSettings settings;
+    std::string altdb = "Default"; // --altdb of the subcommands that locate the database
+    int exitCode = 0;
+};
+
+// Fills the run settings as start-up does with an empty command line, then
+// takes --altdb. Every subcommand that works on the suite's files calls it first.
+void PrepareSettings(Context& ctx);
+
+// A progress bar on stderr, drawn only when stderr is a terminal.
+class TerminalProgress final : public util::Progress {
+public:
+    TerminalProgress();
+    ~TerminalProgress() override;
+    void SetValue(double value) override;
+    void SetStatus(const std::string& text) override;
+
+private:
+    void Draw();
+    bool tty_;
+    double value_ = 0;
+    std::string status_;
+    bool drawn_ = false;
+};
+
+// Questions are answered from flags given on the command line; messages go to stderr.
+class TerminalUi final : public util::UiServices {
+public:
+    explicit TerminalUi(bool answerYes) : answerYes_(answerYes) {}
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+                            const std::string& title) override;
+
+private:
+    bool answerYes_;
+};
+
+// Adds the --altdb option to a subcommand.
+void AddAltDbOption(CLI::App* sub, Context& ctx);
+
+// One registration function per subsystem, each in its own file.
+void RegisterStartupCommands(CLI::App& app, Context& ctx);
+void RegisterDbCommands(CLI::App& app, Context& ctx);
+void RegisterCreateCommands(CLI::App& app, Context& ctx);
+void RegisterUpgradeCommands(CLI::App& app, Context& ctx);
+void RegisterMaintenanceCommands(CLI::App& app, Context& ctx);
+void RegisterBackupCommands(CLI::App& app, Context& ctx);
+void RegisterLoanCommands(CLI::App& app, Context& ctx);
+
+} // namespace cli

@@ -1,0 +1,48 @@
+#include "startup/run_settings.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+using namespace startup;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+
+TEST(RunLog, LinesEndInCrLfAndModeOneReplacesTheOldLog) {
+    TempDir dir;
+    auto path = (dir / "Ostrand.log").string();
+    RunSettings s;
+    s.LogFileNo = OpenLogFile(s.Files, path, 1, 0);
+    ASSERT_NE(s.LogFileNo, 0);
+    Log(s, "{-} first run");
+    CloseFile(s.Files, s.LogFileNo);
+    s.LogFileNo = OpenLogFile(s.Files, path, 1, 0);
+    Log(s, "{-} second run");
+    Log(s, "{ } detail");
+    CloseFile(s.Files, s.LogFileNo);
+    s.LogFileNo = 0;
+    EXPECT_EQ(ReadFile(path), "{-} second run\r\n{ } detail\r\n");
+}
+
+TEST(RunLog, NumberZeroWritesNothingAndAnUnopenableLogYieldsZero) {
+    TempDir dir;
+    RunSettings s;
+    EXPECT_EQ(OpenLogFile(s.Files, (dir / "no/such/folder/Ostrand.log").string(), 1, 0), 0);
+    Log(s, "{*} goes nowhere"); // LogFileNo is 0: must not crash
+    EXPECT_FALSE(s.Files.IsOpen(0));
+}
+
+TEST(RunLog, AppendModeKeepsEarlierLinesAndNumbersAreReused) {
+    TempDir dir;
+    auto path = (dir / "a.log").string();
+    FileTable files;
+    int16_t a = OpenLogFile(files, path, 1, 0);
+    EXPECT_EQ(a, 1);
+    WriteLine(files, a, "one");
+    CloseFile(files, a);
+    int16_t b = OpenLogFile(files, path, 2, 0);
+    EXPECT_EQ(b, 1); // the freed number is handed out again
+    WriteLine(files, b, "two");
+    CloseFile(files, b);
+    CloseFile(files, b); // closing twice is harmless
+    EXPECT_EQ(ReadFile(path), "one\r\ntwo\r\n");
+}
