@@ -1,0 +1,139 @@
+#include "upgrade/migration_statements.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+using namespace upgrade;
+
+namespace {
+
+std::vector<std::string> Texts(std::span<const MigrationItem> items) {
+    std::vector<std::string> out;
+    for (const auto& item : items)
+        out.emplace_back(item.sql);
+    return out;
+}
+
+} // namespace
+
+TEST(MigrationGate, OlderThanFiveGetsBothGroupsFiveOnlyTheSecondNewerNone) {
+    struct Case {
+        int16_t version;
+        bool a, b;
+    };
+    const Case cases[] = {{-1, true, true},  {0, true, true},   {4, true, true},  {5, false, true},
+                          {6, false, false}, {8, false, false}, {9, false, false}};
+    const auto sizeA = MigrationGroupA().size();
+    const auto sizeB = MigrationGroupB().size();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.version);
+        EXPECT_EQ(RunsGroupA(c.version), c.a);
+        EXPECT_EQ(RunsGroupB(c.version), c.b);
+        EXPECT_EQ(MigrationsForVersion(c.version).size(), (c.a ? sizeA : 0) + (c.b ? sizeB : 0));
+    }
+    // Group A runs first: a version-4 database needs its buildings before the
+    // second group sets their new columns.
+    auto v4 = MigrationsForVersion(4);
+    EXPECT_EQ(v4.front().sql, MigrationGroupA().front().sql);
+    EXPECT_EQ(v4[sizeA].sql, MigrationGroupB().front().sql);
+    EXPECT_EQ(MigrationsForVersion(5).front().sql, MigrationGroupB().front().sql);
+}
+
+TEST(MigrationStatements, CountsEndsAndConversionPlaces) {
+    auto a = MigrationGroupA();
+    auto b = MigrationGroupB();
+    ASSERT_EQ(a.size(), 28u);
+    ASSERT_EQ(b.size(), 55u);
+    for (const auto& item : a)
+        EXPECT_EQ(item.kind, MigrationKind::Statement) << item.sql;
+    EXPECT_EQ(a.front().sql, "UPDATE Analysis SET Exp1 = ExpLandscape");
+    EXPECT_EQ(a.back().sql, "UPDATE Unit SET IdBuilding = IdUnit");
+    EXPECT_EQ(b.front().sql, "UPDATE Account SET TaxIDFed = TaxID");
+    EXPECT_EQ(b.back().sql, "UPDATE WOItem SET Notes = ''");
+
+    // The contacts come after the configuration columns and before the Hide
+    // flags; the mortgages after the lease columns and before the transactions.
+    EXPECT_EQ(b[7].sql, "UPDATE Configuration SET DailyDays = 0");
+    EXPECT_EQ(b[8].kind, MigrationKind::TenantContacts);
+    EXPECT_EQ(b[9].sql, "UPDATE Account SET Hide = False");
+    EXPECT_EQ(b[46].sql, "UPDATE Lease SET DailyDays = WarningDays");
+    EXPECT_EQ(b[47].kind, MigrationKind::MortgageRecalculation);
+    EXPECT_EQ(b[48].sql, "UPDATE Transactions SET Class = 0");
+    int conversions = 0;
+    for (const auto& item : b) {
+        if (item.kind == MigrationKind::Statement)
+            EXPECT_FALSE(item.sql.empty());
+        else {
+            ++conversions;
+            EXPECT_TRUE(item.sql.empty());
+        }
+    }
+    EXPECT_EQ(conversions, 2);
+}
+
+TEST(MigrationStatements, EveryTextIsCleanAndOnlyOnce) {
+    for (auto group : {MigrationGroupA(), MigrationGroupB()}) {
+        std::set<std::string> seen;
+        for (const auto& text : Texts(group)) {
+            if (text.empty())
+                continue;
+            EXPECT_TRUE(seen.insert(text).second) << "twice: " << text;
+            // Literals are the suite's own and never hold a quote, so single
+            // quotes come in pairs; no double quotes, no stray blanks at the ends.
+            EXPECT_EQ(std::count(text.begin(), text.end(), '\'') % 2, 0) << text;
+            EXPECT_EQ(text.find('"'), std::string::npos) << text;
+            EXPECT_NE(text.front(), ' ') << text;
+            EXPECT_NE(text.back(), ' ') << text;
+        }
+    }
+}
+
+TEST(MigrationStatements, JoinedCopiesOfTheOldPropertiesAreExact) {
+    auto a = MigrationGroupA();
+    EXPECT_EQ(a[22].sql, "UPDATE WorkOrder SET IdUnit = IdProperty");
+    EXPECT_EQ(
+        a[23].sql,
+        "INSERT INTO Building (IdBuilding, PropType, Address, City, County, State, Zip, Legal, "
+        "ParcelID, YearBuilt, Zoning, PropDesc, Region, Construction, StoryHeight, LotShape, "
+        "LotSize, KeyType, KeyCode, Pool, Fence, LawnIrrigation, Shed, Deck, Waterfront, Notes, "
+        "WaterSource, GasAvaliable, PurchDate, SaleDate, DeprBasis, DeprTerm, DeprMethod) SELECT "
+        "IdProperty, PropType, Address, City, County, State, Zip, Legal, ParcelID, YearBuilt, "
+        "Zoning, PropDesc, Region, Construction, StoryHeight, LotShape, LotSize, KeyType, KeyCode, "
+        "Pool, Fence, LawnIrrigation, Shed, Deck, Waterfront, Notes, WaterSource, GasAvaliable, "
+        "PurchDate, SaleDate, DeprBasis, DeprTerm, DeprMethod FROM Property");
+    // The selected list has two blanks after DepositDamage, the inserted one.
+    EXPECT_EQ(a[24].sql,
+              "INSERT INTO Unit (IdUnit, Unit, Status, Faces, Smoke, Bedrooms, Bathrooms, Split, "
+              "Garage, WDHookup, Fireplace, SqFt, Rent, DepositDamage, DepositClean, DepositPet, "
+              "DepositKey, DepositOther1, DepositOther2, KeyType, KeyCode, SecTenant, Ad, Notes) "
+              "SELECT IdProperty, Unit, Status, Faces, Smoke, Bedrooms, Bathrooms, Split, Garage, "
+              "WDHookup, Fireplace, SqFt, Rent, DepositDamage,  DepositClean, DepositPet, "
+              "DepositKey, DepositOther1, DepositOther2, KeyType, KeyCode, SecTenant, Ad, Notes "
+              "FROM Property");
+    EXPECT_EQ(a[25].sql, "UPDATE Building SET Multi = False");
+}
+
+TEST(MigrationStatements, TextsWithQuotedValuesAndArithmetic) {
+    auto a = MigrationGroupA();
+    auto b = MigrationGroupB();
+    EXPECT_EQ(
+        a[4].sql,
+        "UPDATE Account SET AccountType = 'Building Owner' WHERE AccountType = 'Property Owner'");
+    EXPECT_EQ(a[6].sql, "UPDATE Incident SET Severity = '0 - Informational'");
+    EXPECT_EQ(a[18].sql, "UPDATE Doc SET SelUnit = SelProperty");
+    EXPECT_EQ(b[37].sql,
+              "UPDATE Lease SET DepositTotal = DepositDamage + DepositClean + "
+              "DepositKey + DepositPet + DepositOther1 + DepositOther2 WHERE Pets = True");
+    EXPECT_EQ(b[38].sql, "UPDATE Lease SET DepositTotal = DepositDamage + DepositClean + "
+                         "DepositKey + DepositOther1 + DepositOther2 WHERE Pets = False");
+    // The paid amount is zeroed before the amount due is computed from it.
+    EXPECT_EQ(b[27].sql, "UPDATE Lease SET DepositPaid = 0");
+    EXPECT_EQ(b[39].sql, "UPDATE Lease SET DepositDue = DepositTotal - DepositPaid");
+    EXPECT_EQ(b[40].sql, "UPDATE Lease SET TermType = 'Week(s)' WHERE TermType = 'Weekly'");
+    EXPECT_EQ(b[42].sql, "UPDATE Lease SET TermType = 'Year(s)' WHERE TermType = 'Yearly'");
+    EXPECT_EQ(b[2].sql, "UPDATE Configuration SET DefaultMortgageAccount = DefaultMortgagePmt");
+    EXPECT_EQ(b[24].sql, "UPDATE Building SET DeprPeriod = DeprTerm");
+}
