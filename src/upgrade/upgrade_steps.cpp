@@ -1,0 +1,226 @@
+#include "upgrade/upgrade_steps.h"
+
+#include <cctype>
+#include <exception>
+#include <filesystem>
+#include <system_error>
+
+namespace upgrade {
+
+namespace {
+
+bool SameName(std::string_view a, std::string_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (std::toupper(static_cast<unsigned char>(a[i])) !=
+            std::toupper(static_cast<unsigned char>(b[i])))
+            return false;
+    }
+    return true;
+}
+
+bool FilePresent(const std::string& path) {
+    std::error_code ec;
+    return std::filesystem::is_regular_file(path, ec);
+}
+
+class Sequence {
+public:
+    Sequence(startup::RunSettings& settings, util::Progress& progress, util::UiServices& ui)
+        : settings_(settings), progress_(progress), ui_(ui) {}
+
+    // Every step announces itself the same way: status, then progress, then
+    // the log line (some steps have none).
+    void Begin(std::string_view status, double value, std::string_view logLine = {}) {
+        progress_.SetStatus(std::string(status));
+        progress_.SetValue(value);
+        if (!logLine.empty())
+            startup::Log(settings_, logLine);
+    }
+
+    // Runs one operation. An exception out of an operation counts as its
+    // failure, so the database is still closed and the backup still put back:
+    // leaving a half-converted database behind is the one thing an upgrade
+    // must never do.
+    template <typename Op> auto Run(std::string_view what, Op&& op) -> decltype(op()) {
+        using Result = decltype(op());
+        Result result{};
+        try {
+            result = op();
+        } catch (const std::exception& e) {
+            startup::Log(settings_, "{*} UpgradeDB: " + std::string(what) + ": " + e.what());
+        } catch (...) {
+            startup::Log(settings_, "{*} UpgradeDB: " + std::string(what) + ": unknown error");
+        }
+        ui_.DoEvents();
+        return result;
+    }
+
+    void Log(std::string_view line) { startup::Log(settings_, line); }
+
+private:
+    startup::RunSettings& settings_;
+    util::Progress& progress_;
+    util::UiServices& ui_;
+};
+
+// The database file first: its addition alone decides the step, since an old
+// database may have no version file. A journal left by an interrupted write
+// must travel with the database, or the copy put back could not be trusted.
+bool Backup(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
+            const std::string& dbPath, const std::string& dbFile) {
+    bool added = steps.AddToArchive(archive, dbFile);
+    if (!added)
+        return false;
+    steps.AddToArchive(archive, dbPath + "Version");
+    const std::string journal = JournalOf(dbFile);
+    if (FilePresent(journal) && !steps.AddToArchive(archive, journal)) {
+        seq.Log("{*} Could not back up the database journal " + journal);
+        return false;
+    }
+    return true;
+}
+
+// A journal written by this run belongs to the converted database, not to the
+// original: left beside the restored file it would be played back into it.
+bool Restore(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
+             const std::string& dbFile) {
+    std::error_code ec;
+    std::filesystem::remove(JournalOf(dbFile), ec);
+    if (ec)
+        seq.Log("{*} Could not remove the database journal: " + ec.message());
+    return steps.RestoreArchive(archive);
+}
+
+} // namespace
+
+std::string JournalOf(std::string_view databaseFile) {
+    return std::string(databaseFile) + "-journal";
+}
+
+std::vector<std::string> ObsoleteTables(const std::vector<std::string>& liveTableNames,
+                                        const std::vector<std::string>& templateTableNames) {
+    std::vector<std::string> distinct;
+    for (const auto& name : liveTableNames) {
+        bool seen = false;
+        for (const auto& kept : distinct)
+            seen = seen || SameName(kept, name);
+        if (!seen)
+            distinct.push_back(name);
+    }
+    std::vector<std::string> obsolete;
+    for (const auto& name : distinct) {
+        bool inTemplate = false;
+        for (const auto& t : templateTableNames)
+            inTemplate = inTemplate || SameName(t, name);
+        if (!inTemplate)
+            obsolete.push_back(name);
+    }
+    return obsolete;
+}
+
+bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::UiServices& ui,
+                UpgradeSteps& steps) {
+    Sequence seq(settings, progress, ui);
+    ui.SetBusy(true);
+
+    const std::string archive =
+        seq.Run("temporary archive", [&] { return steps.NewArchiveName(); });
+    const std::string dbFile = settings.DBPath + "Ketrova.mdb";
+    bool backupTaken = false;
+    seq.Log("{ } UpgradeDB started");
+    seq.Log("{ } DB File: " + dbFile);
+
+    seq.Begin("Reading version file ...", 0);
+    const int16_t version = seq.Run("version file", [&] { return steps.ReadVersion(); });
+
+    bool result = false;
+    // Each structure step may stop the run; whatever happens, the database is
+    // closed below. The loop only gives "stop" a single place to go.
+    do {
+        seq.Begin("Loading template ...", 5, "{-} Loading template");
+        if (!(result = seq.Run("template", [&] { return steps.LoadTemplate(); })))
+            break;
+
+        seq.Begin("Backing up database ...", 10, "{-} Backing up database");
+        if (archive.empty()) {
+            seq.Log("{*} No temporary file for the backup");
+            result = false;
+        } else {
+            result = seq.Run("backup",
+                             [&] { return Backup(seq, steps, archive, settings.DBPath, dbFile); });
+        }
+        backupTaken = result;
+        if (!result)
+            break;
+
+        seq.Begin("Opening database ...", 15, "{-} Opening database");
+        if (!(result = seq.Run("open", [&] { return steps.OpenDatabase(); })))
+            break;
+        seq.Begin("Cleaning up NULL fields ...", 20, "{-} Cleaning up NULL fields");
+        if (!(result = seq.Run("NULL fields", [&] { return steps.CleanNullFields(); })))
+            break;
+        seq.Begin("Deleting indexes ...", 25, "{-} Deleting indexes");
+        if (!(result = seq.Run("delete indexes", [&] { return steps.DeleteIndexes(); })))
+            break;
+        seq.Begin("Reading DB Schema ...", 30, "{-} Reading DB schema");
+        if (!(result = seq.Run("schema", [&] { return steps.ReadSchema(); })))
+            break;
+        seq.Begin("Comparing structure ...", 35, "{-} Comparing structure");
+        if (!(result = seq.Run("compare", [&] { return steps.CompareSchema(); })))
+            break;
+        seq.Begin("Adding new fields ...", 40, "{-} Adding new fields");
+        if (!(result = seq.Run("add fields", [&] { return steps.AddFields(); })))
+            break;
+        seq.Begin("Updating fields ...", 50, "{-} Updating fields");
+        if (!(result = seq.Run("update fields", [&] { return steps.UpdateFields(); })))
+            break;
+
+        // The migrations are best-effort and cannot fail the run.
+        seq.Begin("Upgrade scripts ...", 55, "{-} Starting SQL updates");
+        seq.Run("migrations", [&] {
+            steps.RunMigrations(version);
+            return true;
+        });
+
+        seq.Begin("Deleting obsolete fields ...", 70, "{-} Deleting obsolete fields");
+        if (!(result = seq.Run("obsolete fields", [&] { return steps.DeleteObsoleteFields(); })))
+            break;
+        seq.Begin("Deleting obsolete tables ...", 75, "{-} Deleting obsolete tables");
+        if (!(result = seq.Run("obsolete tables", [&] { return steps.DeleteObsoleteTables(); })))
+            break;
+        seq.Begin("Adding indexes ...", 80, "{-} Adding indexes");
+        if (!(result = seq.Run("add indexes", [&] { return steps.AddIndexes(); })))
+            break;
+        seq.Begin("Updating configuration ...", 85, "{-} Updating configuration");
+        result = seq.Run("configuration", [&] { return steps.WriteConfiguration(version); });
+    } while (false);
+
+    seq.Begin("Closing database ...", 90, "{-} Closing database");
+    seq.Run("close", [&] {
+        steps.CloseDatabase();
+        return true;
+    });
+
+    // The version file is what tells the suite the database is current, so it
+    // is written only once everything else has succeeded.
+    if (result) {
+        seq.Begin("Writing version file ...", 95, "{-} Writing version file");
+        result = seq.Run("version file", [&] { return steps.WriteVersionFile(settings.DBPath); });
+    }
+
+    if (!result && backupTaken) {
+        seq.Begin("Restoring database ...", 95, "{-} Restoring database");
+        // The outcome stays a failure whether or not the restore worked.
+        if (!seq.Run("restore", [&] { return Restore(seq, steps, archive, dbFile); }))
+            seq.Log("{*} The database could not be restored from " + archive);
+    }
+
+    progress.SetValue(100);
+    progress.SetStatus(result ? "Database upgraded successfully." : "Database upgrade failed.");
+    ui.SetBusy(false);
+    return result;
+}
+
+} // namespace upgrade

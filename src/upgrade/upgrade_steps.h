@@ -1,0 +1,65 @@
+#pragma once
+// The run of an upgrade as a fixed sequence of operations. The sequence
+// (texts, progress, log lines, when to stop, when to put the backup back) is
+// kept apart from the operations themselves so that it can be driven against
+// real databases and, in tests, against operations that fail on purpose at a
+// chosen step.
+
+#include "startup/run_settings.h"
+#include "util/services.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace upgrade {
+
+// One operation per step. Each reports success; none may be relied on to throw
+// or not: the sequence treats an escaping exception as that step's failure.
+class UpgradeSteps {
+public:
+    virtual ~UpgradeSteps() = default;
+
+    virtual int16_t ReadVersion() = 0;
+    virtual bool LoadTemplate() = 0;
+    // A fresh, empty temporary file that becomes the backup archive.
+    virtual std::string NewArchiveName() = 0;
+    // Appends `file` to the archive as a database-type entry.
+    virtual bool AddToArchive(const std::string& archive, const std::string& file) = 0;
+    virtual bool OpenDatabase() = 0;
+    virtual bool CleanNullFields() = 0;
+    virtual bool DeleteIndexes() = 0;
+    virtual bool ReadSchema() = 0;
+    virtual bool CompareSchema() = 0;
+    virtual bool AddFields() = 0;
+    virtual bool UpdateFields() = 0;
+    virtual void RunMigrations(int16_t version) = 0;
+    virtual bool DeleteObsoleteFields() = 0;
+    virtual bool DeleteObsoleteTables() = 0;
+    virtual bool AddIndexes() = 0;
+    virtual bool WriteConfiguration(int16_t version) = 0;
+    // Must be harmless when the database was never opened.
+    virtual void CloseDatabase() = 0;
+    virtual bool WriteVersionFile(const std::string& folder) = 0;
+    // Puts every database-type entry of the archive back under its own name.
+    virtual bool RestoreArchive(const std::string& archive) = 0;
+};
+
+// Runs the whole upgrade of the database in settings.DBPath through `steps`.
+// True when every step succeeded and the new version file was written; on
+// failure after a backup the database and its version file are put back.
+bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::UiServices& ui,
+                UpgradeSteps& steps);
+
+// Tables of the live database that the template no longer has: the distinct
+// live names (compared without regard to case, first spelling kept, in order
+// of first appearance) that match no template table name.
+std::vector<std::string> ObsoleteTables(const std::vector<std::string>& liveTableNames,
+                                        const std::vector<std::string>& templateTableNames);
+
+// Name of the journal SQLite leaves beside a database whose last transaction
+// did not finish; it belongs to the database file wherever that is copied.
+std::string JournalOf(std::string_view databaseFile);
+
+} // namespace upgrade

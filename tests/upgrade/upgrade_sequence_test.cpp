@@ -1,0 +1,338 @@
+// The upgrade's sequence against scripted operations: what the user sees
+// (status, progress), what support reads (the log), and above all when the
+// backup is taken and put back.
+
+#include "support/temp_dir.h"
+#include "upgrade/upgrade_steps.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using namespace upgrade;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+using testsupport::WriteFile;
+
+namespace {
+
+class RecordingProgress final : public util::Progress {
+public:
+    void SetValue(double value) override {
+        events.push_back("value " + std::to_string(int(value)));
+    }
+    void SetStatus(const std::string& text) override { events.push_back("status " + text); }
+    std::vector<std::string> events;
+};
+
+class RecordingUi final : public util::UiServices {
+public:
+    void DoEvents() override { ++pumped; }
+    void SetBusy(bool busy) override { busyChanges.push_back(busy); }
+    int pumped = 0;
+    std::vector<bool> busyChanges;
+};
+
+// Operations that succeed unless named in `fail` (or `raise`, which throws),
+// and record every call.
+class ScriptedSteps final : public UpgradeSteps {
+public:
+    std::set<std::string> fail, raise;
+    std::vector<std::string> calls;
+    std::vector<std::string> archived;
+    int16_t version = 4;
+    int16_t migratedFrom = -100, configuredFrom = -100;
+    std::string archiveName = "/tmp/temA1.tmp";
+
+    bool Do(const std::string& name) {
+        calls.push_back(name);
+        if (raise.count(name))
+            throw std::runtime_error("disk on fire");
+        return !fail.count(name);
+    }
+
+    int16_t ReadVersion() override {
+        Do("version");
+        return version;
+    }
+    bool LoadTemplate() override { return Do("template"); }
+    std::string NewArchiveName() override {
+        Do("archive");
+        return archiveName;
+    }
+    bool AddToArchive(const std::string& archive, const std::string& file) override {
+        EXPECT_EQ(archive, archiveName);
+        archived.push_back(file);
+        auto slash = file.find_last_of('/');
+        return Do("add " + file.substr(slash + 1));
+    }
+    bool OpenDatabase() override { return Do("open"); }
+    bool CleanNullFields() override { return Do("nulls"); }
+    bool DeleteIndexes() override { return Do("drop indexes"); }
+    bool ReadSchema() override { return Do("read schema"); }
+    bool CompareSchema() override { return Do("compare"); }
+    bool AddFields() override { return Do("add fields"); }
+    bool UpdateFields() override { return Do("update fields"); }
+    void RunMigrations(int16_t v) override {
+        migratedFrom = v;
+        Do("migrations");
+    }
+    bool DeleteObsoleteFields() override { return Do("obsolete fields"); }
+    bool DeleteObsoleteTables() override { return Do("obsolete tables"); }
+    bool AddIndexes() override { return Do("add indexes"); }
+    bool WriteConfiguration(int16_t v) override {
+        configuredFrom = v;
+        return Do("configuration");
+    }
+    void CloseDatabase() override { Do("close"); }
+    bool WriteVersionFile(const std::string&) override { return Do("write version"); }
+    bool RestoreArchive(const std::string& archive) override {
+        EXPECT_EQ(archive, archiveName);
+        return Do("restore");
+    }
+};
+
+struct Harness {
+    TempDir dir;
+    startup::RunSettings settings;
+    RecordingProgress progress;
+    RecordingUi ui;
+    ScriptedSteps steps;
+    std::string logPath;
+
+    Harness() {
+        settings.DBPath = dir.str();
+        settings.DBFile = settings.DBPath + "Ketrova.mdb";
+        logPath = (dir / "Ostrand.log").string();
+        settings.LogFileNo = startup::OpenLogFile(settings.Files, logPath, 1, 0);
+    }
+    bool Run() {
+        bool ok = RunUpgrade(settings, progress, ui, steps);
+        startup::CloseFile(settings.Files, settings.LogFileNo);
+        settings.LogFileNo = 0;
+        return ok;
+    }
+    std::vector<std::string> LogLines() const {
+        std::vector<std::string> lines;
+        std::string text = ReadFile(logPath);
+        size_t at = 0;
+        while (at < text.size()) {
+            size_t end = text.find("\r\n", at);
+            lines.push_back(text.substr(at, end - at));
+            at = end + 2;
+        }
+        return lines;
+    }
+};
+
+const std::vector<std::string> kAllCalls = {
+    "archive",     "version",       "template",     "add Ketrova.mdb", "add Version",
+    "open",        "nulls",         "drop indexes", "read schema",     "compare",
+    "add fields",  "update fields", "migrations",   "obsolete fields", "obsolete tables",
+    "add indexes", "configuration", "close",        "write version"};
+
+} // namespace
+
+TEST(UpgradeSequence, ASuccessfulRunShowsEveryStepAndWritesTheVersionLast) {
+    Harness h;
+    ASSERT_NE(h.settings.LogFileNo, 0);
+    EXPECT_TRUE(h.Run());
+    EXPECT_EQ(h.steps.calls, kAllCalls);
+
+    const std::vector<std::string> expectedProgress = {"status Reading version file ...",
+                                                       "value 0",
+                                                       "status Loading template ...",
+                                                       "value 5",
+                                                       "status Backing up database ...",
+                                                       "value 10",
+                                                       "status Opening database ...",
+                                                       "value 15",
+                                                       "status Cleaning up NULL fields ...",
+                                                       "value 20",
+                                                       "status Deleting indexes ...",
+                                                       "value 25",
+                                                       "status Reading DB Schema ...",
+                                                       "value 30",
+                                                       "status Comparing structure ...",
+                                                       "value 35",
+                                                       "status Adding new fields ...",
+                                                       "value 40",
+                                                       "status Updating fields ...",
+                                                       "value 50",
+                                                       "status Upgrade scripts ...",
+                                                       "value 55",
+                                                       "status Deleting obsolete fields ...",
+                                                       "value 70",
+                                                       "status Deleting obsolete tables ...",
+                                                       "value 75",
+                                                       "status Adding indexes ...",
+                                                       "value 80",
+                                                       "status Updating configuration ...",
+                                                       "value 85",
+                                                       "status Closing database ...",
+                                                       "value 90",
+                                                       "status Writing version file ...",
+                                                       "value 95",
+                                                       "value 100",
+                                                       "status Database upgraded successfully."};
+    EXPECT_EQ(h.progress.events, expectedProgress);
+
+    const std::vector<std::string> expectedLog = {
+        "{ } UpgradeDB started",        "{ } DB File: " + h.dir.str() + "Ketrova.mdb",
+        "{-} Loading template",         "{-} Backing up database",
+        "{-} Opening database",         "{-} Cleaning up NULL fields",
+        "{-} Deleting indexes",         "{-} Reading DB schema",
+        "{-} Comparing structure",      "{-} Adding new fields",
+        "{-} Updating fields",          "{-} Starting SQL updates",
+        "{-} Deleting obsolete fields", "{-} Deleting obsolete tables",
+        "{-} Adding indexes",           "{-} Updating configuration",
+        "{-} Closing database",         "{-} Writing version file"};
+    EXPECT_EQ(h.LogLines(), expectedLog);
+
+    EXPECT_EQ(h.ui.busyChanges, (std::vector<bool>{true, false}));
+    EXPECT_GE(h.ui.pumped, 17); // the window repaints after every step
+    EXPECT_EQ(h.steps.migratedFrom, 4);
+    EXPECT_EQ(h.steps.configuredFrom, 4);
+}
+
+TEST(UpgradeSequence, AFailingStepSkipsToClosingAndRestoresOnlyAfterABackup) {
+    struct Case {
+        std::string failing;
+        bool restores;
+    };
+    const Case cases[] = {
+        {"template", false},       {"add Ketrova.mdb", false}, {"open", true},
+        {"nulls", true},           {"drop indexes", true},     {"read schema", true},
+        {"compare", true},         {"add fields", true},       {"update fields", true},
+        {"obsolete fields", true}, {"obsolete tables", true},  {"add indexes", true},
+        {"configuration", true},   {"write version", true}};
+    for (const auto& c : cases) {
+        for (bool throws : {false, true}) {
+            SCOPED_TRACE(c.failing + (throws ? " (throws)" : ""));
+            Harness h;
+            (throws ? h.steps.raise : h.steps.fail).insert(c.failing);
+            EXPECT_FALSE(h.Run());
+
+            // Everything up to the failing step ran, then closing, then perhaps the restore.
+            std::vector<std::string> expected;
+            for (const auto& call : kAllCalls) {
+                if (call == "add Version" && c.failing == "add Ketrova.mdb")
+                    continue;
+                expected.push_back(call);
+                if (call == c.failing)
+                    break;
+            }
+            if (c.failing != "write version")
+                expected.push_back("close");
+            if (c.restores)
+                expected.push_back("restore");
+            EXPECT_EQ(h.steps.calls, expected);
+
+            auto events = h.progress.events;
+            ASSERT_GE(events.size(), 2u);
+            EXPECT_EQ(events[events.size() - 2], "value 100");
+            EXPECT_EQ(events.back(), "status Database upgrade failed.");
+            auto log = h.LogLines();
+            bool loggedRestore =
+                std::find(log.begin(), log.end(), "{-} Restoring database") != log.end();
+            EXPECT_EQ(loggedRestore, c.restores);
+            EXPECT_EQ(std::find(log.begin(), log.end(), "{-} Closing database") != log.end(), true);
+            if (throws) {
+                bool errorLogged = false;
+                for (const auto& line : log)
+                    errorLogged = errorLogged || (line.rfind("{*} ", 0) == 0 &&
+                                                  line.find("disk on fire") != std::string::npos);
+                EXPECT_TRUE(errorLogged);
+            }
+            EXPECT_EQ(h.ui.busyChanges, (std::vector<bool>{true, false}));
+        }
+    }
+}
+
+TEST(UpgradeSequence, RestoreShowsItsOwnStepAndItsOutcomeDoesNotChangeTheResult) {
+    for (bool restoreWorks : {true, false}) {
+        Harness h;
+        h.steps.fail.insert("add indexes");
+        if (!restoreWorks)
+            h.steps.fail.insert("restore");
+        EXPECT_FALSE(h.Run());
+        auto& ev = h.progress.events;
+        ASSERT_GE(ev.size(), 6u);
+        EXPECT_EQ(ev[ev.size() - 6], "status Closing database ...");
+        EXPECT_EQ(ev[ev.size() - 4], "status Restoring database ...");
+        EXPECT_EQ(ev[ev.size() - 3], "value 95");
+        EXPECT_EQ(ev.back(), "status Database upgrade failed.");
+    }
+}
+
+TEST(UpgradeSequence, MigrationsCannotFailTheRun) {
+    Harness h;
+    h.steps.fail.insert("migrations");
+    h.steps.raise.insert("migrations");
+    EXPECT_TRUE(h.Run());
+    EXPECT_EQ(h.steps.calls, kAllCalls);
+}
+
+TEST(UpgradeSequence, BackupCountsOnlyTheDatabaseFile) {
+    // An old database without a version file still backs up and upgrades.
+    Harness h;
+    h.steps.fail.insert("add Version");
+    EXPECT_TRUE(h.Run());
+    EXPECT_EQ(h.steps.archived,
+              (std::vector<std::string>{h.dir.str() + "Ketrova.mdb", h.dir.str() + "Version"}));
+}
+
+TEST(UpgradeSequence, VersionDecidesMigrationsAndConfiguration) {
+    for (int16_t v : {0, 5, 6, 8}) {
+        Harness h;
+        h.steps.version = v;
+        EXPECT_TRUE(h.Run());
+        EXPECT_EQ(h.steps.migratedFrom, v);
+        EXPECT_EQ(h.steps.configuredFrom, v);
+    }
+}
+
+TEST(UpgradeSequence, NoTemporaryArchiveMeansNoBackupAndNoRestore) {
+    Harness h;
+    h.steps.archiveName.clear();
+    EXPECT_FALSE(h.Run());
+    EXPECT_EQ(h.steps.calls, (std::vector<std::string>{"archive", "version", "template", "close"}));
+}
+
+TEST(UpgradeSequence, ALeftoverJournalTravelsWithTheDatabase) {
+    Harness h;
+    WriteFile(h.dir / "Ketrova.mdb-journal", "hot journal");
+    h.steps.fail.insert("configuration");
+    EXPECT_FALSE(h.Run());
+    ASSERT_EQ(h.steps.archived.size(), 3u);
+    EXPECT_EQ(h.steps.archived[2], h.dir.str() + "Ketrova.mdb-journal");
+    // Removed before the archive puts back the one it holds.
+    EXPECT_FALSE(std::filesystem::exists(h.dir / "Ketrova.mdb-journal"));
+    EXPECT_EQ(h.steps.calls.back(), "restore");
+}
+
+TEST(UpgradeSequence, AJournalThatCannotBeBackedUpFailsTheBackup) {
+    Harness h;
+    WriteFile(h.dir / "Ketrova.mdb-journal", "hot journal");
+    h.steps.fail.insert("add Ketrova.mdb-journal");
+    EXPECT_FALSE(h.Run());
+    EXPECT_EQ(h.steps.calls.back(), "close");
+    // Not put back: nothing was changed, and the journal must stay.
+    EXPECT_EQ(ReadFile(h.dir / "Ketrova.mdb-journal"), "hot journal");
+}
+
+TEST(ObsoleteTables, DistinctLiveNamesMissingFromTheTemplateInFirstSeenOrder) {
+    const std::vector<std::string> live = {"Tenant", "Tenant", "Property", "PROPERTY", "lease",
+                                           "OldLog", "oldlog", "Unit",     "Property"};
+    const std::vector<std::string> tmpl = {"Tenant", "Lease", "Unit", "Building"};
+    EXPECT_EQ(ObsoleteTables(live, tmpl), (std::vector<std::string>{"Property", "OldLog"}));
+    EXPECT_TRUE(ObsoleteTables({}, tmpl).empty());
+    EXPECT_EQ(ObsoleteTables({"A"}, {}), (std::vector<std::string>{"A"}));
+    // Only letters fold; a name that differs otherwise is a different table.
+    EXPECT_EQ(ObsoleteTables({"Rent_Log"}, {"RentLog"}), (std::vector<std::string>{"Rent_Log"}));
+}
