@@ -1,0 +1,64 @@
+#pragma once
+// The database's structure as the engine holds it: listing tables, columns
+// and indexes, and the data-definition statements that change them. These
+// members throw db::Error; the schema procedures above them catch and log.
+//
+// Index names: the suite names an index after its column, and two tables may
+// both index a column of the same name. Index names in SQLite belong to the
+// whole database, so an index is stored as "Table.Column" (a "." cannot be
+// part of a table or column name in the suite) and listed under its column's
+// name.
+
+#include "db/connection.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace db {
+
+struct ColumnInfo {
+    std::string Name;
+    std::string Declared; // the declared type as written
+    int16_t DataType = adInteger;
+    int32_t Size = 0;
+    bool NotNull = false;
+};
+
+struct IndexInfo {
+    std::string Table;
+    std::string Name;         // as the suite knows it: the column's name
+    std::string PhysicalName; // as the engine knows it
+    std::vector<std::string> Columns;
+    bool Unique = false;
+    bool EngineOwned = false; // made by the engine for a constraint; cannot be dropped
+};
+
+// User tables in name order; the engine's own ("sqlite_...") are left out.
+std::vector<std::string> ListTables(Connection& connection);
+// True when the table exists (names compare without regard to case).
+bool TableExists(Connection& connection, std::string_view table);
+std::vector<ColumnInfo> ListColumns(Connection& connection, std::string_view table);
+std::vector<IndexInfo> ListIndexes(Connection& connection, std::string_view table);
+
+// The physical name of the index the suite calls `column` on `table`.
+std::string IndexPhysicalName(std::string_view table, std::string_view column);
+
+// Creates a table holding one first column.
+void CreateTable(Connection& connection, std::string_view table, std::string_view column,
+                 int16_t dataType, int32_t size);
+void AddColumn(Connection& connection, std::string_view table, std::string_view column,
+               int16_t dataType, int32_t size);
+void RenameColumn(Connection& connection, std::string_view table, std::string_view from,
+                  std::string_view to);
+// Drops a column; the indexes on it go first, since the engine refuses to
+// drop an indexed column.
+void DropColumn(Connection& connection, std::string_view table, std::string_view column);
+// An index named after `column`, on that column alone.
+void CreateIndex(Connection& connection, std::string_view table, std::string_view column);
+void DropIndex(Connection& connection, const IndexInfo& index);
+
+// Double-quoted identifier for statements this folder writes.
+std::string QuoteName(std::string_view name);
+
+} // namespace db
