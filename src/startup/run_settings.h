@@ -21,15 +21,37 @@ inline constexpr DBStatus DBMissing = 1;
 inline constexpr DBStatus DBNeedsUpgrade = 2;
 
 // Names shown wherever a record type is given by number. 21 is kept free.
-inline constexpr std::array<std::string_view, 31> RecordTypeNames = {
-    "None",           "Account",         "Lease",       "Mortgage",
-    "Alert",          "Tenant",          "Work Order",  "Incident",
-    "Appliance",      "Room",            "Transaction", "User",
-    "Mileage",        "Activities",      "Invoices",    "Owner",
-    "Deposit",        "Transaction Category", "Manager", "Auto Event",
-    "Content",        "",                "Service Contract", "Mortgage Log",
-    "Configuration",  "Work Order History", "File Object", "Document",
-    "Building",       "Unit",            "Rent Log"};
+inline constexpr std::array<std::string_view, 31> RecordTypeNames = {"None",
+                                                                     "Account",
+                                                                     "Lease",
+                                                                     "Mortgage",
+                                                                     "Alert",
+                                                                     "Tenant",
+                                                                     "Work Order",
+                                                                     "Incident",
+                                                                     "Appliance",
+                                                                     "Room",
+                                                                     "Transaction",
+                                                                     "User",
+                                                                     "Mileage",
+                                                                     "Activities",
+                                                                     "Invoices",
+                                                                     "Owner",
+                                                                     "Deposit",
+                                                                     "Transaction Category",
+                                                                     "Manager",
+                                                                     "Auto Event",
+                                                                     "Content",
+                                                                     "",
+                                                                     "Service Contract",
+                                                                     "Mortgage Log",
+                                                                     "Configuration",
+                                                                     "Work Order History",
+                                                                     "File Object",
+                                                                     "Document",
+                                                                     "Building",
+                                                                     "Unit",
+                                                                     "Rent Log"};
 
 inline constexpr std::array<std::string_view, 3> CategoryGroupNames = {"Income", "Expenses",
                                                                        "Unclassified"};
@@ -54,6 +76,12 @@ struct RunSettings {
     int32_t UserID = 1;
     std::string CurrentUser = "Administrator";
     int16_t SecurityLevel = 9;
+
+    // Where this run keeps the machine-wide settings (the registry store) and
+    // where an older installation left its per-user settings. Not shown: the
+    // environment decides them (InitGlobals).
+    std::string RegistryFile;
+    std::string UserSettingsFile;
 
     // The process's open files by number; LogFileNo is one of them.
     FileTable Files;

@@ -1,0 +1,128 @@
+#include "startup/locator.h"
+#include "platform/user_settings.h"
+#include "startup/registry.h"
+#include "util/paths.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+
+namespace startup {
+
+namespace {
+
+const char* TrueFalse(bool b) {
+    return b ? "True" : "False";
+}
+
+// Reads the first number of the file as a list-input read would: leading
+// blanks and line ends skipped, the number ends at a blank, comma or line end.
+int16_t ParseVersion(const std::string& content) {
+    size_t b = content.find_first_not_of(" \t\r\n");
+    if (b == std::string::npos) {
+        return 0;
+    }
+    size_t e = content.find_first_of(" \t\r\n,", b);
+    std::string token = content.substr(b, e == std::string::npos ? std::string::npos : e - b);
+    const char* start = token.c_str();
+    char* end = nullptr;
+    double v = std::strtod(start, &end);
+    if (end == start || !std::isfinite(v)) {
+        return 0;
+    }
+    v = std::nearbyint(v); // a whole-number variable rounds half to even
+    if (v < -32768.0 || v > 32767.0) {
+        return 0;
+    }
+    return static_cast<int16_t>(v);
+}
+
+} // namespace
+
+LocateFindings FindDatabase(RunSettings& settings) {
+    LocateFindings f;
+    settings.DBPath.clear();
+    settings.DBFile.clear();
+    const platform::RegistryStore reg = MachineRegistry(settings);
+
+    settings.DBPath = RegReadString(reg, DatabasesKey, settings.AltDB);
+    f.found = !settings.DBPath.empty();
+
+    // Older installations kept the database's full name per user. Only the
+    // default database ever lived there; a named one never falls back to it.
+    if (settings.AltDB == "Default" && !f.found) {
+        std::string old = platform::GetSetting(settings.UserSettingsFile, "Global", "DBPath", "");
+        if (!old.empty()) {
+            settings.DBPath = util::ParentFolder(old);
+            RegWriteString(reg, DatabasesKey, settings.AltDB, settings.DBPath);
+            f.found = true;
+        }
+    }
+
+    if (f.found) {
+        settings.DBFile = util::AddBackslash(settings.DBPath) + "Ketrova.mdb";
+        f.exists = util::FileExists(settings.DBFile);
+        f.version = ReadDBVersion(settings);
+    }
+
+    if (!f.exists) {
+        f.status = DBMissing;
+    } else if (f.version >= CurrentDBVersion) {
+        f.status = DBCurrent;
+    } else {
+        f.status = DBNeedsUpgrade;
+    }
+    return f;
+}
+
+std::vector<std::string> LocatorLogLines(const RunSettings& settings, const LocateFindings& f) {
+    return {
+        std::string("{ } Registry value exists : ") + TrueFalse(f.found),
+        "{ } Database path         : " + settings.DBPath,
+        "{ } Database file         : " + settings.DBFile,
+        std::string("{ } DB File exists        : ") + TrueFalse(f.exists),
+        "{ } DB Current Version    : " + std::to_string(CurrentDBVersion),
+        "{ } DB Existing Version   : " + std::to_string(f.version),
+    };
+}
+
+DBStatus LocateDatabase(RunSettings& settings, int16_t logFileNo) {
+    LocateFindings f = FindDatabase(settings);
+    if (logFileNo != 0) {
+        for (const auto& line : LocatorLogLines(settings, f)) {
+            WriteLine(settings.Files, logFileNo, line);
+        }
+    }
+    return f.status;
+}
+
+int16_t ReadDBVersion(const RunSettings& settings) {
+    if (settings.DBPath.empty()) {
+        return 0; // no folder: never look in whatever the current folder is
+    }
+    const std::string name = settings.DBPath + "Version";
+    if (!util::FileExists(name)) {
+        return 0;
+    }
+    std::ifstream in(name, std::ios::binary);
+    if (!in) {
+        return 0;
+    }
+    std::string content(4096, '\0');
+    in.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<size_t>(in.gcount()));
+    return ParseVersion(content);
+}
+
+bool WriteVersionFile(const std::string& folder) {
+    const std::string name = util::AddBackslash(folder) + "Version";
+    std::ofstream out(name, std::ios::binary | std::ios::trunc);
+    if (!out) {
+        return false;
+    }
+    out << CurrentDBVersion << "\r\n";
+    out.close();
+    return !out.fail();
+}
+
+} // namespace startup

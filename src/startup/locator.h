@@ -1,0 +1,41 @@
+#pragma once
+// Where the suite's database lives and what state it is in: the registry
+// names the folder (per database name, AltDB), the folder holds Ketrova.mdb
+// and a "Version" file.
+
+#include "startup/run_settings.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace startup {
+
+// What the locator found, before it is written to a log.
+struct LocateFindings {
+    bool found = false;  // the registry (or the per-user fallback) named a folder
+    bool exists = false; // DBFile exists
+    int16_t version = 0; // the version file's number, 0 when there is none
+    DBStatus status = DBMissing;
+};
+
+// Fills DBPath and DBFile from settings.RegistryFile (and, for the "Default"
+// database only, from the per-user settings of an older installation, which
+// is then recorded in the registry) and judges the database. Writes no log.
+LocateFindings FindDatabase(RunSettings& settings);
+
+// The six "{ } " lines the locator writes about its findings.
+std::vector<std::string> LocatorLogLines(const RunSettings& settings, const LocateFindings& f);
+
+// FindDatabase, and when logFileNo is not 0, its six lines into that file.
+DBStatus LocateDatabase(RunSettings& settings, int16_t logFileNo);
+
+// The number in DBPath + "Version" (no separator is put between them: the
+// registry value ends in one); 0 when the file is missing or unreadable.
+int16_t ReadDBVersion(const RunSettings& settings);
+
+// Writes "Version" holding CurrentDBVersion into the folder (a separator is
+// added when missing), replacing any older file. True on success.
+bool WriteVersionFile(const std::string& folder);
+
+} // namespace startup
