@@ -1,0 +1,99 @@
+#include "wizards/wizard_ui.h"
+
+#include "platform/process.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QMessageBox>
+
+namespace wizards {
+
+void WizardUi::DoEvents() {
+    QCoreApplication::processEvents(QEventLoop::AllEvents);
+}
+
+void WizardUi::SetBusy(bool busy) {
+    if (busy) {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        ++busyDepth_;
+    } else if (busyDepth_ > 0) {
+        QApplication::restoreOverrideCursor();
+        --busyDepth_;
+    }
+}
+
+util::Answer WizardUi::MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+                                  const std::string& title) {
+    QMessageBox box(owner_);
+    box.setWindowTitle(QString::fromStdString(title));
+    box.setText(QString::fromStdString(text));
+    switch (icon) {
+    case util::Icon::None:
+        box.setIcon(QMessageBox::NoIcon);
+        break;
+    case util::Icon::Information:
+        box.setIcon(QMessageBox::Information);
+        break;
+    case util::Icon::Question:
+        box.setIcon(QMessageBox::Question);
+        break;
+    case util::Icon::Exclamation:
+        box.setIcon(QMessageBox::Warning);
+        break;
+    case util::Icon::Critical:
+        box.setIcon(QMessageBox::Critical);
+        break;
+    }
+    switch (buttons) {
+    case util::Buttons::OK:
+        box.setStandardButtons(QMessageBox::Ok);
+        box.setEscapeButton(QMessageBox::Ok);
+        break;
+    case util::Buttons::OKCancel:
+        box.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
+        box.setDefaultButton(QMessageBox::Ok);
+        box.setEscapeButton(QMessageBox::Cancel);
+        break;
+    case util::Buttons::YesNo:
+        box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+        box.setDefaultButton(QMessageBox::Yes);
+        box.setEscapeButton(QMessageBox::No);
+        break;
+    }
+    // A question asked while the busy pointer shows must still look clickable.
+    const bool busy = busyDepth_ > 0;
+    if (busy) {
+        QApplication::setOverrideCursor(Qt::ArrowCursor);
+    }
+    const int pressed = box.exec();
+    if (busy) {
+        QApplication::restoreOverrideCursor();
+    }
+    switch (pressed) {
+    case QMessageBox::Cancel:
+        return util::Answer::Cancel;
+    case QMessageBox::Yes:
+        return util::Answer::Yes;
+    case QMessageBox::No:
+        return util::Answer::No;
+    default:
+        return util::Answer::OK;
+    }
+}
+
+std::optional<std::string> WizardUi::BrowseFolder(QWidget* parent, const std::string& title,
+                                                  const std::string& start) {
+    const QString folder =
+        QFileDialog::getExistingDirectory(parent, QString::fromStdString(title),
+                                          QString::fromStdString(start), QFileDialog::ShowDirsOnly);
+    if (folder.isEmpty()) {
+        return std::nullopt;
+    }
+    return folder.toStdString();
+}
+
+void WizardUi::OpenDocument(const std::string& path) {
+    platform::OpenDocument(path);
+}
+
+} // namespace wizards

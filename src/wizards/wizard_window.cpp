@@ -1,0 +1,300 @@
+#include "wizards/wizard_window.h"
+
+#include "startup/run_log.h"
+#include "wizards/pictures.h"
+
+#include <QCloseEvent>
+#include <QFrame>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace wizards {
+
+namespace {
+
+constexpr int kBannerWidth = 150;
+constexpr int kWindowWidth = 640;
+constexpr int kWindowHeight = 430;
+
+const char* const kTagProperty = "tag";
+const char* const kStyleProperty = "faceStyle";
+const char* const kHeadingProperty = "heading";
+
+} // namespace
+
+QString FailureText(const QString& firstSentence, const std::string& appPath) {
+    return firstSentence + "\n\n" +
+           "A log has been created that can be used for troubleshooting the problem. Please "
+           "contact " +
+           kSupportContact +
+           " for assistance or you can view the log file called Ostrand.log located " + "in the " +
+           QString::fromStdString(appPath) + " directory.";
+}
+
+QString BackupAdvice() {
+    return QStringLiteral("Performing regular backups will help prevent data loss in the ") +
+           "future due to disk failures or computer problems. Please read the help file for " +
+           "more information about database backups.";
+}
+
+RunLogScope::RunLogScope(startup::RunSettings& settings) : settings_(settings) {
+    settings_.LogFileNo =
+        startup::OpenLogFile(settings_.Files, settings_.AppPath + "Ostrand.log", 1, 0);
+}
+
+RunLogScope::~RunLogScope() {
+    startup::CloseFile(settings_.Files, settings_.LogFileNo);
+    settings_.LogFileNo = 0;
+}
+
+WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const QString& formName,
+                           const QString& caption, int pageCount, const QString& helpTopic,
+                           QWidget* parent)
+    : QWidget(parent, Qt::Window), settings_(settings), ui_(ui), helpTopic_(helpTopic) {
+    setObjectName(formName);
+    setWindowTitle(caption);
+    setFixedSize(kWindowWidth, kWindowHeight);
+
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->setSpacing(0);
+
+    auto* body = new QHBoxLayout;
+    body->setContentsMargins(0, 0, 0, 0);
+    body->setSpacing(0);
+    auto* banner = new QLabel(this);
+    banner->setObjectName("imgBanner");
+    banner->setPixmap(BannerPicture(kBannerWidth, kWindowHeight - 56));
+    banner->setFixedWidth(kBannerWidth);
+    banner->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    body->addWidget(banner);
+
+    auto* right = new QVBoxLayout;
+    right->setContentsMargins(22, 18, 22, 12);
+    right->setSpacing(12);
+    heading_ = new QLabel(this);
+    heading_->setObjectName("lblTopMessage");
+    QFont headingFont = heading_->font();
+    headingFont.setPointSizeF(headingFont.pointSizeF() * 1.35);
+    headingFont.setBold(true);
+    heading_->setFont(headingFont);
+    heading_->setWordWrap(true);
+    right->addWidget(heading_);
+
+    // The pages share one cell, so each replaces the other in the same place.
+    auto* pageArea = new QWidget(this);
+    auto* stack = new QGridLayout(pageArea);
+    stack->setContentsMargins(0, 0, 0, 0);
+    for (int i = 0; i < pageCount; ++i) {
+        auto* page = new QFrame(pageArea);
+        page->setObjectName(QString("fraWiz_%1").arg(i));
+        auto* column = new QVBoxLayout(page);
+        column->setContentsMargins(0, 0, 0, 0);
+        column->setSpacing(10);
+        page->hide();
+        stack->addWidget(page, 0, 0);
+        pages_.push_back(page);
+    }
+    right->addWidget(pageArea, 1);
+    body->addLayout(right, 1);
+    outer->addLayout(body, 1);
+
+    auto* rule = new QFrame(this);
+    rule->setFrameShape(QFrame::HLine);
+    rule->setFrameShadow(QFrame::Sunken);
+    outer->addWidget(rule);
+
+    auto* row = new QHBoxLayout;
+    row->setContentsMargins(12, 10, 12, 12);
+    row->setSpacing(8);
+    const QString captions[] = {"&Help", "&Cancel", "&Previous", "&Next"};
+    const QString tags[] = {"HELP", "CANCEL", "", ""};
+    for (int i = 0; i < 4; ++i) {
+        auto* button = new QPushButton(captions[i], this);
+        button->setObjectName(QString("cmdAction_%1").arg(i));
+        button->setProperty(kTagProperty, tags[i]);
+        button->setMinimumWidth(96);
+        button->setAutoDefault(false);
+        connect(button, &QPushButton::clicked, this, [this, i] { OnButton(i); });
+        buttons_.push_back(button);
+    }
+    buttons_[BackButton]->setIcon(FacePicture("PREVIOUS"));
+    buttons_[ActionButton]->setDefault(true);
+    row->addWidget(buttons_[HelpButton]);
+    row->addStretch(1);
+    row->addWidget(buttons_[BackButton]);
+    row->addWidget(buttons_[ActionButton]);
+    row->addSpacing(10);
+    row->addWidget(buttons_[CancelButton]);
+    outer->addLayout(row);
+
+    ui_.SetOwner(this);
+    Register("HELP", [this] { OpenHelp(); });
+}
+
+WizardWindow::~WizardWindow() {
+    ui_.SetOwner(nullptr);
+}
+
+void WizardWindow::ResetAll(bool flag1, bool flag2, bool flag3, int16_t face) {
+    buttons_[BackButton]->setEnabled(flag1);
+    buttons_[ActionButton]->setEnabled(flag2);
+    buttons_[HelpButton]->setEnabled(flag3);
+    for (QFrame* page : pages_) {
+        page->hide();
+    }
+    QPushButton* action = buttons_[ActionButton];
+    QString style;
+    switch (face) {
+    case FaceNext:
+        action->setText("&Next");
+        action->setProperty(kTagProperty, QString("NEXT"));
+        style = "NEXT";
+        break;
+    case FaceStart:
+        action->setText("&Start");
+        action->setProperty(kTagProperty, QString("START"));
+        style = "START";
+        break;
+    case FaceSuccess:
+        action->setText("&Finish");
+        action->setProperty(kTagProperty, QString("EXIT"));
+        style = "FINISH";
+        break;
+    case FaceFailure:
+        action->setText("&Finish");
+        action->setProperty(kTagProperty, QString("FAILED"));
+        style = "FINISH";
+        break;
+    default:
+        return; // no such face: the button keeps the one it has
+    }
+    action->setProperty(kStyleProperty, style);
+    action->setIcon(FacePicture(style));
+    // Arrows point the way the button leads, so "Next" carries its picture on the right.
+    action->setLayoutDirection(style == "NEXT" ? Qt::RightToLeft : Qt::LeftToRight);
+}
+
+QFrame* WizardWindow::Page(int index) const {
+    if (index < 0 || index >= PageCount()) {
+        return nullptr;
+    }
+    return pages_[static_cast<size_t>(index)];
+}
+
+void WizardWindow::ShowPage(int index) {
+    for (int i = 0; i < PageCount(); ++i) {
+        pages_[static_cast<size_t>(i)]->setVisible(i == index);
+    }
+    if (QFrame* page = Page(index)) {
+        heading_->setText(page->property(kHeadingProperty).toString());
+    }
+}
+
+int WizardWindow::VisiblePage() const {
+    for (int i = 0; i < PageCount(); ++i) {
+        if (!pages_[static_cast<size_t>(i)]->isHidden()) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+QPushButton* WizardWindow::Button(int index) const {
+    if (index < 0 || index >= static_cast<int>(buttons_.size())) {
+        return nullptr;
+    }
+    return buttons_[static_cast<size_t>(index)];
+}
+
+QString WizardWindow::Tag(int index) const {
+    QPushButton* button = Button(index);
+    return button ? button->property(kTagProperty).toString() : QString();
+}
+
+void WizardWindow::SetTag(int index, const QString& word) {
+    if (QPushButton* button = Button(index)) {
+        button->setProperty(kTagProperty, word);
+    }
+}
+
+QString WizardWindow::FaceStyle() const {
+    return buttons_[ActionButton]->property(kStyleProperty).toString();
+}
+
+void WizardWindow::RunCommand(const QString& word) {
+    if (running_) {
+        return;
+    }
+    const auto it = commands_.constFind(word.toUpper());
+    if (it != commands_.constEnd()) {
+        // A copy: the procedure may register or replace commands.
+        const std::function<void()> procedure = it.value();
+        procedure();
+    }
+}
+
+void WizardWindow::Register(const QString& word, std::function<void()> procedure) {
+    commands_.insert(word, std::move(procedure));
+}
+
+void WizardWindow::RunLocked(const std::function<void()>& work) {
+    for (QPushButton* button : buttons_) {
+        button->setEnabled(false);
+    }
+    running_ = true;
+    struct Release {
+        WizardWindow* window;
+        ~Release() {
+            window->running_ = false;
+            window->buttons_[CancelButton]->setEnabled(true);
+        }
+    } release{this};
+    work();
+}
+
+void WizardWindow::SetPageHeading(int index, const QString& heading) {
+    if (QFrame* page = Page(index)) {
+        page->setProperty(kHeadingProperty, heading);
+        if (!page->isHidden()) {
+            heading_->setText(heading);
+        }
+    }
+}
+
+QVBoxLayout* WizardWindow::PageLayout(int index) const {
+    QFrame* page = Page(index);
+    return page ? static_cast<QVBoxLayout*>(page->layout()) : nullptr;
+}
+
+QLabel* WizardWindow::AddText(int index, const QString& text, const QString& objectName) {
+    auto* label = new QLabel(text, Page(index));
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    if (!objectName.isEmpty()) {
+        label->setObjectName(objectName);
+    }
+    PageLayout(index)->addWidget(label);
+    return label;
+}
+
+void WizardWindow::OpenHelp() {
+    ui_.OpenDocument(settings_.AppPath + "help/" + helpTopic_.toStdString() + ".html");
+}
+
+void WizardWindow::closeEvent(QCloseEvent* event) {
+    if (running_) {
+        event->ignore(); // the operation must finish and close its log first
+        return;
+    }
+    QWidget::closeEvent(event);
+}
+
+void WizardWindow::OnButton(int index) {
+    RunCommand(Tag(index));
+}
+
+} // namespace wizards

@@ -1,0 +1,125 @@
+#pragma once
+// The page flow all three wizards share: page frames `fraWiz` of which one is
+// visible, a row of `cmdAction` buttons whose tags hold command words, and the
+// reset that enables the buttons and puts one of three faces on the main
+// action button. A pressed button runs the procedure registered for its tag;
+// a word nobody registered does nothing, so a page can park a button on a
+// harmless word.
+
+#include "startup/run_settings.h"
+#include "wizards/wizard_ui.h"
+
+#include <QHash>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+class QFrame;
+class QLabel;
+class QPushButton;
+class QVBoxLayout;
+
+namespace wizards {
+
+// Named by the suite's support desk; the failure pages send users there.
+inline constexpr const char* kSupportContact = "support@ketrova.example";
+
+// The failure text of a wizard's last page: its first sentence, then where
+// the run log lies, naming the program folder exactly as AppPath holds it.
+QString FailureText(const QString& firstSentence, const std::string& appPath);
+
+// The closing sentences of every success page.
+QString BackupAdvice();
+
+// Opens AppPath + "Ostrand.log" afresh for one operation and keeps its number
+// in LogFileNo; closes it and sets LogFileNo back to 0 on every way out. A log
+// that cannot be opened leaves LogFileNo at 0 and the operation runs without.
+class RunLogScope {
+public:
+    explicit RunLogScope(startup::RunSettings& settings);
+    ~RunLogScope();
+    RunLogScope(const RunLogScope&) = delete;
+    RunLogScope& operator=(const RunLogScope&) = delete;
+
+private:
+    startup::RunSettings& settings_;
+};
+
+class WizardWindow : public QWidget {
+    Q_OBJECT
+public:
+    // Faces of the main action button.
+    static constexpr int16_t FaceNext = 0;
+    static constexpr int16_t FaceStart = 2;
+    static constexpr int16_t FaceSuccess = 3;
+    static constexpr int16_t FaceFailure = 4;
+
+    static constexpr int HelpButton = 0;
+    static constexpr int CancelButton = 1;
+    static constexpr int BackButton = 2;
+    static constexpr int ActionButton = 3;
+
+    WizardWindow(startup::RunSettings& settings, WizardUi& ui, const QString& formName,
+                 const QString& caption, int pageCount, const QString& helpTopic,
+                 QWidget* parent = nullptr);
+    ~WizardWindow() override;
+
+    // flag1 enables the back button, flag2 the action button, flag3 button 0;
+    // every page is hidden; the action button takes the face: 0 "&Next",
+    // 2 "&Start", 3 "&Finish" with tag "EXIT", 4 "&Finish" with tag "FAILED".
+    void ResetAll(bool flag1, bool flag2, bool flag3, int16_t face);
+
+    QFrame* Page(int index) const;
+    int PageCount() const { return static_cast<int>(pages_.size()); }
+    // Shows one page (hiding the others) and its heading.
+    void ShowPage(int index);
+    // The visible page, -1 when none is.
+    int VisiblePage() const;
+
+    QPushButton* Button(int index) const;
+    QString Tag(int index) const;
+    void SetTag(int index, const QString& word);
+    // The picture style of the action button's face: "NEXT", "START" or "FINISH".
+    QString FaceStyle() const;
+
+    // True while an operation runs: every button is off and the window stays open.
+    bool Running() const { return running_; }
+
+    // What a press of a button with this tag does; unknown words do nothing.
+    void RunCommand(const QString& word);
+
+protected:
+    void Register(const QString& word, std::function<void()> procedure);
+
+    // Runs long work with every button disabled and closing refused, so that
+    // nothing can be pressed twice while the work lets events through. Cancel
+    // is given back afterwards; the page's reset decides the rest.
+    void RunLocked(const std::function<void()>& work);
+
+    // Page building: the page's heading and its column of widgets.
+    void SetPageHeading(int index, const QString& heading);
+    QVBoxLayout* PageLayout(int index) const;
+    // A wrapped text label added to a page.
+    QLabel* AddText(int index, const QString& text, const QString& objectName = {});
+
+    void OpenHelp();
+    void closeEvent(QCloseEvent* event) override;
+
+    startup::RunSettings& settings_;
+    WizardUi& ui_;
+
+private:
+    void OnButton(int index);
+
+    QString helpTopic_;
+    QLabel* heading_ = nullptr;
+    std::vector<QFrame*> pages_;
+    std::vector<QPushButton*> buttons_;
+    QHash<QString, std::function<void()>> commands_;
+    bool running_ = false;
+};
+
+} // namespace wizards

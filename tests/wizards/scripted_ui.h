@@ -1,0 +1,50 @@
+#pragma once
+// The windows' UI services with every question pre-answered, so tests never
+// block on a modal box. Events are still pumped for real: the windows must
+// repaint and stay consistent while work runs.
+
+#include "wizards/wizard_ui.h"
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace wizardtest {
+
+struct AskedBox {
+    std::string text;
+    util::Buttons buttons;
+    util::Icon icon;
+    std::string title;
+};
+
+class ScriptedUi : public wizards::WizardUi {
+public:
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+                            const std::string& title) override {
+        boxes.push_back({text, buttons, icon, title});
+        if (!answers.empty()) {
+            const util::Answer a = answers.front();
+            answers.pop_front();
+            return a;
+        }
+        return buttons == util::Buttons::YesNo ? util::Answer::Yes : util::Answer::OK;
+    }
+    std::optional<std::string> BrowseFolder(QWidget*, const std::string& title,
+                                            const std::string& start) override {
+        folderTitles.push_back(title);
+        folderStarts.push_back(start);
+        return folderAnswer;
+    }
+    void OpenDocument(const std::string& path) override { opened.push_back(path); }
+
+    std::deque<util::Answer> answers;
+    std::vector<AskedBox> boxes;
+    std::optional<std::string> folderAnswer;
+    std::vector<std::string> folderTitles;
+    std::vector<std::string> folderStarts;
+    std::vector<std::string> opened;
+};
+
+} // namespace wizardtest
