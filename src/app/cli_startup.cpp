@@ -1,12 +1,90 @@
+// ostrand-cli's start-up commands: what the program would open for a given
+// command line, and where the database is.
+
 #include "app/cli_common.h"
+#include "startup/init.h"
+#include "startup/locator.h"
+#include "startup/start_mode.h"
+
+#include <iostream>
+#include <memory>
+#include <vector>
 
 namespace cli {
 
-void PrepareSettings(Context& ctx) { ctx.settings.AltDB = ctx.altdb; }
+namespace {
+
+const char* TrueFalse(bool b) {
+    return b ? "True" : "False";
+}
+
+// Every run setting in the order the settings are documented.
+void PrintSettings(const startup::RunSettings& s) {
+    std::cout << "AppPath = " << s.AppPath << "\n"
+              << "ReportsPath = " << s.ReportsPath << "\n"
+              << "SysReportName = " << s.SysReportName << "\n"
+              << "HelpFile = " << s.HelpFile << "\n"
+              << "CatalogsPresent = " << TrueFalse(s.CatalogsPresent) << "\n"
+              << "LoadFile = " << s.LoadFile << "\n"
+              << "Expert = " << TrueFalse(s.Expert) << "\n"
+              << "AppStart = " << s.AppStart << "\n"
+              << "AltDB = " << s.AltDB << "\n"
+              << "Diag = " << TrueFalse(s.Diag) << "\n"
+              << "NoDB = " << TrueFalse(s.NoDB) << "\n"
+              << "UpgradeSwitch = " << TrueFalse(s.UpgradeSwitch) << "\n"
+              << "Warn = " << TrueFalse(s.Warn) << "\n"
+              << "LogFileNo = " << s.LogFileNo << "\n"
+              << "DBPath = " << s.DBPath << "\n"
+              << "DBFile = " << s.DBFile << "\n"
+              << "UserID = " << s.UserID << "\n"
+              << "CurrentUser = " << s.CurrentUser << "\n"
+              << "SecurityLevel = " << s.SecurityLevel << "\n";
+}
+
+} // namespace
+
+void PrepareSettings(Context& ctx) {
+    startup::InitGlobals(ctx.settings, "");
+    ctx.settings.AltDB = ctx.altdb;
+}
 
 void RegisterStartupCommands(CLI::App& app, Context& ctx) {
-    (void)app;
-    (void)ctx;
+    auto args = std::make_shared<std::vector<std::string>>();
+    CLI::App* mode = app.add_subcommand(
+        "mode", "Fill the run settings from the program's command line (the ARGS after --, "
+                "joined by blanks, e.g. -- /upgradedb /altdb=branch2), locate the database and "
+                "print every setting, DBStatus and what start-up opens "
+                "(diagnostics, create, upgrade or options)");
+    mode->add_option("args", *args, "The command line's words, given after --");
+    AddAltDbOption(mode, ctx);
+    mode->callback([&ctx, args] {
+        startup::RunSettings& s = ctx.settings;
+        startup::FillStartValues(s);
+        s.AltDB = ctx.altdb; // an /altdb= in ARGS still wins
+        startup::ParseCommandLine(s, startup::JoinCommandLine(*args));
+        startup::CreateWorkingFolders(s.AppPath);
+        startup::DBStatus status = startup::LocateDatabase(s, 0);
+        PrintSettings(s);
+        std::cout << "DBStatus = " << status << "\n"
+                  << "Opens = " << startup::StartModeName(startup::ChooseStartMode(s, status))
+                  << "\n";
+        ctx.exitCode = 0;
+    });
+
+    CLI::App* locate = app.add_subcommand(
+        "locate", "Find the database through the registry (and an older installation's "
+                  "per-user settings), print the locator's six log lines and DBStatus "
+                  "(0 current, 1 missing, 2 needs upgrade)");
+    AddAltDbOption(locate, ctx);
+    locate->callback([&ctx] {
+        PrepareSettings(ctx);
+        startup::LocateFindings f = startup::FindDatabase(ctx.settings);
+        for (const auto& line : startup::LocatorLogLines(ctx.settings, f)) {
+            std::cout << line << "\n";
+        }
+        std::cout << "DBStatus = " << f.status << "\n";
+        ctx.exitCode = 0;
+    });
 }
 
 } // namespace cli

@@ -1,0 +1,142 @@
+// ostrand-cli's start-up commands, run as the built program against a
+// private program folder, registry store and per-user settings.
+
+#include "startup/registry.h"
+#include "support/temp_dir.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+using testsupport::TempDir;
+using testsupport::WriteFile;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+    int exitCode = -1;
+    std::string out;
+};
+
+class Cli {
+public:
+    Cli() {
+        fs::create_directory(dir.path() / "home");
+        fs::create_directory(dir.path() / "data");
+    }
+    std::string Home() const { return dir.str() + "home/"; }
+    std::string Data() const { return dir.str() + "data/"; }
+    std::string Registry() const { return dir.str() + "registry.reg"; }
+
+    Result Run(const std::string& args) const {
+        std::string cmd = "KETROVA_HOME='" + Home() + "' KETROVA_REGISTRY='" + Registry() +
+                          "' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
+                          OSTRAND_BIN_DIR + "/ostrand-cli' " + args + " 2>/dev/null";
+        Result r;
+        FILE* p = ::popen(cmd.c_str(), "r");
+        if (!p) {
+            return r;
+        }
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) {
+            r.out.append(buf, n);
+        }
+        int status = ::pclose(p);
+        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return r;
+    }
+
+    void RegisterDatabase(const std::string& name, const std::string& version) {
+        platform::RegistryStore reg(Registry());
+        startup::RegWriteString(reg, startup::DatabasesKey, name, Data());
+        WriteFile(dir.path() / "data/Ketrova.mdb", "db");
+        WriteFile(dir.path() / "data/Version", version);
+    }
+
+    TempDir dir;
+};
+
+} // namespace
+
+TEST(CliStartup, ModePrintsEverySettingInOrderThenStatusAndChoice) {
+    Cli cli;
+    Result r = cli.Run("mode -- /Expert /AppStart=Rentora /loadfile=Lease.doc");
+    EXPECT_EQ(r.exitCode, 0);
+    const std::string h = cli.Home();
+    EXPECT_EQ(r.out, "AppPath = " + h +
+                         "\n"
+                         "ReportsPath = " +
+                         h +
+                         "Reports/\n"
+                         "SysReportName = SysReport\n"
+                         "HelpFile = " +
+                         h +
+                         "Ketrova.chm\n"
+                         "CatalogsPresent = False\n"
+                         "LoadFile = lease.doc\n"
+                         "Expert = True\n"
+                         "AppStart = rentora\n"
+                         "AltDB = Default\n"
+                         "Diag = False\n"
+                         "NoDB = False\n"
+                         "UpgradeSwitch = False\n"
+                         "Warn = True\n"
+                         "LogFileNo = 0\n"
+                         "DBPath = \n"
+                         "DBFile = \n"
+                         "UserID = 1\n"
+                         "CurrentUser = Administrator\n"
+                         "SecurityLevel = 9\n"
+                         "DBStatus = 1\n"
+                         "Opens = create\n");
+    for (const char* f : {"db", "Backup", "Docs", "Files"}) {
+        EXPECT_TRUE(fs::is_directory(cli.dir.path() / "home" / f)) << f;
+    }
+}
+
+TEST(CliStartup, ModeFollowsSwitchesAndTheLocatedDatabase) {
+    Cli cli;
+    cli.RegisterDatabase("Default", "9\r\n");
+    auto opens = [&](const std::string& args) {
+        std::string out = cli.Run("mode " + args).out;
+        size_t at = out.find("Opens = ");
+        return at == std::string::npos ? out : out.substr(at);
+    };
+    EXPECT_EQ(opens(""), "Opens = options\n");
+    EXPECT_EQ(opens("-- /nodb"), "Opens = create\n");
+    EXPECT_EQ(opens("-- /upgradedb"), "Opens = upgrade\n");
+    EXPECT_EQ(opens("-- /diag /nodb"), "Opens = diagnostics\n");
+    EXPECT_EQ(opens("-- /altdb=branch2"), "Opens = create\n");
+    EXPECT_EQ(opens("--altdb branch2 -- /altdb=default"), "Opens = options\n")
+        << "the command line's /altdb wins over --altdb";
+    WriteFile(cli.dir.path() / "data/Version", "8\r\n");
+    std::string out = cli.Run("mode").out;
+    EXPECT_NE(out.find("DBPath = " + cli.Data() + "\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("DBStatus = 2\nOpens = upgrade\n"), std::string::npos) << out;
+}
+
+TEST(CliStartup, LocatePrintsTheSixLinesAndTheStatus) {
+    Cli cli;
+    cli.RegisterDatabase("Branch2", "10\r\n");
+    Result r = cli.Run("locate --altdb branch2");
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, "{ } Registry value exists : True\n"
+                     "{ } Database path         : " +
+                         cli.Data() +
+                         "\n"
+                         "{ } Database file         : " +
+                         cli.Data() +
+                         "Ketrova.mdb\n"
+                         "{ } DB File exists        : True\n"
+                         "{ } DB Current Version    : 9\n"
+                         "{ } DB Existing Version   : 10\n"
+                         "DBStatus = 0\n");
+    Result missing = cli.Run("locate");
+    EXPECT_EQ(missing.exitCode, 0);
+    EXPECT_NE(missing.out.find("{ } Registry value exists : False\n"), std::string::npos);
+    EXPECT_NE(missing.out.find("DBStatus = 1\n"), std::string::npos);
+    EXPECT_EQ(cli.Run("locate --no-such-option").exitCode, 2);
+}
