@@ -11,6 +11,7 @@
 
 #include "db/connection.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,6 +58,14 @@ void DropColumn(Connection& connection, std::string_view table, std::string_view
 // An index named after `column`, on that column alone.
 void CreateIndex(Connection& connection, std::string_view table, std::string_view column);
 void DropIndex(Connection& connection, const IndexInfo& index);
+
+// Re-creates a column with a new type under the same name: renames it to
+// `tempName`, adds the new column, runs `copy` (which moves the data across),
+// drops `tempName`, and puts back the indexes the column had. Not atomic by
+// itself: run it inside a Transaction.
+void ReplaceColumn(Connection& connection, std::string_view table, std::string_view column,
+                   int16_t dataType, int32_t size, std::string_view tempName,
+                   const std::function<void()>& copy);
 
 // Double-quoted identifier for statements this folder writes.
 std::string QuoteName(std::string_view name);

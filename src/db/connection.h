@@ -37,6 +37,7 @@ inline constexpr int16_t adDouble = 5;
 inline constexpr int16_t adCurrency = 6;
 inline constexpr int16_t adDate = 7;
 inline constexpr int16_t adBoolean = 11;
+inline constexpr int16_t adVariant = 12;
 inline constexpr int16_t adBigInt = 20;
 inline constexpr int16_t adNumeric = 131;
 inline constexpr int16_t adWChar = 130;
