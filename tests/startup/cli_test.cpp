@@ -97,25 +97,15 @@ TEST(CliStartup, ModePrintsEverySettingInOrderThenStatusAndChoice) {
     }
 }
 
-TEST(CliStartup, ModeFollowsSwitchesAndTheLocatedDatabase) {
+TEST(CliStartup, ModeTakesTheLocatedDatabaseAndLetsTheCommandLineNameWin) {
     Cli cli;
-    cli.RegisterDatabase("Default", "9\r\n");
-    auto opens = [&](const std::string& args) {
-        std::string out = cli.Run("mode " + args).out;
-        size_t at = out.find("Opens = ");
-        return at == std::string::npos ? out : out.substr(at);
-    };
-    EXPECT_EQ(opens(""), "Opens = options\n");
-    EXPECT_EQ(opens("-- /nodb"), "Opens = create\n");
-    EXPECT_EQ(opens("-- /upgradedb"), "Opens = upgrade\n");
-    EXPECT_EQ(opens("-- /diag /nodb"), "Opens = diagnostics\n");
-    EXPECT_EQ(opens("-- /altdb=branch2"), "Opens = create\n");
-    EXPECT_EQ(opens("--altdb branch2 -- /altdb=default"), "Opens = options\n")
-        << "the command line's /altdb wins over --altdb";
-    WriteFile(cli.dir.path() / "data/Version", "8\r\n");
+    cli.RegisterDatabase("Default", "8\r\n");
     std::string out = cli.Run("mode").out;
     EXPECT_NE(out.find("DBPath = " + cli.Data() + "\n"), std::string::npos) << out;
     EXPECT_NE(out.find("DBStatus = 2\nOpens = upgrade\n"), std::string::npos) << out;
+    out = cli.Run("mode --altdb branch2 -- /diag /altdb=Default").out;
+    EXPECT_NE(out.find("AltDB = default\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("DBStatus = 2\nOpens = diagnostics\n"), std::string::npos) << out;
 }
 
 TEST(CliStartup, LocatePrintsTheSixLinesAndTheStatus) {

@@ -46,3 +46,20 @@ TEST(RunLog, AppendModeKeepsEarlierLinesAndNumbersAreReused) {
     CloseFile(files, b); // closing twice is harmless
     EXPECT_EQ(ReadFile(path), "one\r\ntwo\r\n");
 }
+
+TEST(RunLog, ReadingNeedsAnExistingFileWhileBinaryAndRandomModesCreateOne) {
+    TempDir dir;
+    FileTable files;
+    EXPECT_EQ(OpenLogFile(files, (dir / "missing.txt").string(), 0, 0), 0);
+    for (int mode : {4, 3, 8}) {
+        auto path = dir / ("f" + std::to_string(mode));
+        int16_t n = OpenLogFile(files, path.string(), mode, 128);
+        ASSERT_NE(n, 0) << "mode " << mode;
+        WriteLine(files, n, "x");
+        CloseFile(files, n);
+        EXPECT_EQ(ReadFile(path), "x\r\n");
+        int16_t again = OpenLogFile(files, path.string(), 0, 0); // now it can be read
+        EXPECT_NE(again, 0);
+        CloseFile(files, again);
+    }
+}
