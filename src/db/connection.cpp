@@ -46,6 +46,10 @@ void Connection::Open(const std::string& file) {
     if (IsOpen()) {
         throw Error(SQLITE_MISUSE, "the connection is already open");
     }
+    if (file.empty()) {
+        // The engine would open a private temporary database for "".
+        throw Error(SQLITE_CANTOPEN, "no database file name given");
+    }
     auto shared = std::make_shared<Shared>();
     // Never SQLITE_OPEN_CREATE: opening a name that is not there must fail,
     // not leave an empty database behind. Plain file names only (no URIs),

@@ -1,0 +1,92 @@
+// ostrand-cli schema, run as the built program on a private program folder,
+// registry store and database.
+
+#include "db/connection.h"
+#include "startup/registry.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <sys/wait.h>
+
+using testsupport::TempDir;
+using testsupport::WriteFile;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+    int exitCode = -1;
+    std::string out;
+};
+
+class SchemaCommand : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directory(dir / "home");
+        fs::create_directory(dir / "data");
+        WriteFile(dir / "home/Ketrova.ddf", "# test template\r\n"
+                                            "Tenant,IdTenant,LONG,,idx\r\n"
+                                            "Tenant,LastName,TEXT,50,\r\n"
+                                            "Tenant,Hide,BOOLEAN,,\r\n"
+                                            "Contact,IdContact,LONG,,idx\r\n");
+        dbFile = dir.str() + "data/Ketrova.mdb";
+        std::string error;
+        ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
+        db::Connection c;
+        c.Open(dbFile);
+        c.Execute("CREATE TABLE Tenant (IdTenant INTEGER, LastName VARCHAR(20), PermCity "
+                  "VARCHAR(30))");
+        c.Execute("INSERT INTO Tenant VALUES (1, 'Alder', 'Dayton')");
+        platform::RegistryStore reg(dir.str() + "registry.reg");
+        startup::RegWriteString(reg, startup::DatabasesKey, "Default", dir.str() + "data/");
+    }
+
+    Result Run(const std::string& args) const {
+        std::string cmd = "KETROVA_HOME='" + dir.str() + "home/' KETROVA_REGISTRY='" + dir.str() +
+                          "registry.reg' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
+                          OSTRAND_BIN_DIR + "/ostrand-cli' schema " + args + " 2>/dev/null";
+        Result r;
+        FILE* p = ::popen(cmd.c_str(), "r");
+        if (!p) {
+            return r;
+        }
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) {
+            r.out.append(buf, n);
+        }
+        int status = ::pclose(p);
+        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return r;
+    }
+
+    TempDir dir;
+    std::string dbFile;
+};
+
+} // namespace
+
+TEST_F(SchemaCommand, PrintsEveryPlannedChangeAndChangesNothing) {
+    const std::string expected = "update\tTenant\tLastName\t202\t50\n"
+                                 "add\tTenant\tHide\t11\t0\n"
+                                 "add\tContact\tIdContact\t3\t0\n"
+                                 "remove\tTenant\tPermCity\t202\t30\n";
+    Result first = Run("");
+    EXPECT_EQ(first.exitCode, 0);
+    EXPECT_EQ(first.out, expected);
+    // A dry run: the second run finds the same differences.
+    EXPECT_EQ(Run("--db '" + dbFile + "'").out, expected);
+    EXPECT_FALSE(fs::exists(dir / "home/Ostrand.log"));
+}
+
+TEST_F(SchemaCommand, FailsWithoutTemplateOrDatabase) {
+    EXPECT_EQ(Run("--template '" + dir.str() + "none.ddf'").exitCode, 1);
+    Result r = Run("--db '" + dir.str() + "data/none.mdb'");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_FALSE(fs::exists(dir / "data/none.mdb"));
+    EXPECT_EQ(Run("--altdb Branch2").exitCode, 1); // no such database registered
+}
