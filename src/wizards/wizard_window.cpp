@@ -8,6 +8,8 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -279,6 +281,35 @@ QLabel* WizardWindow::AddText(int index, const QString& text, const QString& obj
     }
     PageLayout(index)->addWidget(label);
     return label;
+}
+
+QLineEdit* WizardWindow::AddFolderRow(int index, const QString& editName, const QString& buttonName,
+                                      const QString& word) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(6);
+    auto* edit = new QLineEdit(Page(index));
+    edit->setObjectName(editName);
+    auto* browse = new QPushButton("&Browse...", Page(index));
+    browse->setObjectName(buttonName);
+    browse->setAutoDefault(false);
+    connect(browse, &QPushButton::clicked, this, [this, word] { RunCommand(word); });
+    row->addWidget(edit, 1);
+    row->addWidget(browse);
+    PageLayout(index)->addLayout(row);
+    return edit;
+}
+
+WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& caption) {
+    RunWidgets w;
+    w.caption = AddText(index, caption, "lblDBCreate");
+    w.bar = new QProgressBar(Page(index));
+    w.bar->setObjectName("pgbMakeDB");
+    w.bar->setRange(0, 100);
+    w.bar->setValue(0);
+    w.bar->setTextVisible(true);
+    PageLayout(index)->addWidget(w.bar);
+    w.status = AddText(index, {}, "lblCreateStatus");
+    return w;
 }
 
 void WizardWindow::OpenHelp() {

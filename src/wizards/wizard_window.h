@@ -19,6 +19,8 @@
 
 class QFrame;
 class QLabel;
+class QLineEdit;
+class QProgressBar;
 class QPushButton;
 class QVBoxLayout;
 
@@ -104,6 +106,16 @@ protected:
     QVBoxLayout* PageLayout(int index) const;
     // A wrapped text label added to a page.
     QLabel* AddText(int index, const QString& text, const QString& objectName = {});
+    // A folder box with a browse button beside it that runs `word`.
+    QLineEdit* AddFolderRow(int index, const QString& editName, const QString& buttonName,
+                            const QString& word);
+    // The caption, progress bar and status line of a page that runs an operation.
+    struct RunWidgets {
+        QLabel* caption = nullptr;
+        QProgressBar* bar = nullptr;
+        QLabel* status = nullptr;
+    };
+    RunWidgets AddRunWidgets(int index, const QString& caption);
 
     void OpenHelp();
     void closeEvent(QCloseEvent* event) override;

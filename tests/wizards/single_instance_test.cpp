@@ -1,0 +1,62 @@
+// One copy per user: a later copy must find the first, ask it forward and step back.
+
+#include "support/temp_dir.h"
+#include "wizards/single_instance.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QString UniqueTitle() {
+    return "OstrandTest-" + QUuid::createUuid().toString(QUuid::Id128).left(12);
+}
+
+TEST(SingleInstance, ASecondCopyAsksTheFirstForwardAndDoesNotRun) {
+    const QString title = UniqueTitle();
+    wizards::SingleInstance first(title);
+    ASSERT_TRUE(first.Claim());
+    QSignalSpy raised(&first, &wizards::SingleInstance::activationRequested);
+
+    wizards::SingleInstance second(title);
+    EXPECT_FALSE(second.Claim());
+    EXPECT_TRUE(raised.count() > 0 || raised.wait(3000));
+
+    // Another title is another program.
+    wizards::SingleInstance other(UniqueTitle());
+    EXPECT_TRUE(other.Claim());
+}
+
+TEST(SingleInstance, TheNextCopyRunsOnceTheFirstHasEnded) {
+    const QString title = UniqueTitle();
+    {
+        wizards::SingleInstance first(title);
+        ASSERT_TRUE(first.Claim());
+    }
+    wizards::SingleInstance again(title);
+    EXPECT_TRUE(again.Claim());
+}
+
+TEST(SingleInstance, ASocketLeftBehindByACrashedCopyIsTakenOver) {
+    const QString title = UniqueTitle();
+    wizards::SingleInstance probe(title);
+    // What a crash leaves: the socket's name taken in the file system, nobody listening.
+    const QString path = QDir::temp().filePath(probe.SocketName());
+    {
+        QFile stale(path);
+        ASSERT_TRUE(stale.open(QIODevice::WriteOnly));
+    }
+    wizards::SingleInstance first(title);
+    EXPECT_TRUE(first.Claim());
+    QSignalSpy raised(&first, &wizards::SingleInstance::activationRequested);
+    wizards::SingleInstance second(title);
+    EXPECT_FALSE(second.Claim());
+    EXPECT_TRUE(raised.count() > 0 || raised.wait(3000));
+}
+
+} // namespace
