@@ -206,3 +206,45 @@ TEST_F(Records, OpenTableStreamsAndUpdatesWhileScanning) {
     EXPECT_EQ(CountRecords(connection, "Unit", "Rent IS NULL"), 0);
     EXPECT_THROW(rs.OpenTable(connection, "Nowhere"), Error);
 }
+
+TEST_F(Records, ConvertingRowsIntoAnotherTableWhileStreaming) {
+    // The shape of the tenant contacts conversion: walk one table, draw record
+    // numbers and add rows to a table opened by name, all on one connection.
+    Exec("CREATE TABLE Configuration (NextId INTEGER)");
+    Exec("INSERT INTO Configuration VALUES (500)");
+    Exec("CREATE TABLE Contact (IdContact INTEGER, IdRelated INTEGER, Description VARCHAR(50))");
+    platform::FixedClock clock({2026, 7, 1, 0, 0, 0});
+    Recordset leases;
+    ASSERT_EQ(OpenRecordset("SELECT * FROM Lease", leases, connection, false), 3);
+    Recordset contacts;
+    contacts.OpenTable(connection, "Contact");
+    for (; !leases.IsEOF(); leases.MoveNext()) {
+        for (const char* what : {"Permanent", "Previous Address", "Employer"}) {
+            contacts.AddNew();
+            contacts.SetField("IdContact", NextId(connection, clock));
+            contacts.SetField("IdRelated", leases.Field("IdLease"));
+            contacts.SetField("Description", what);
+            contacts.Update();
+        }
+    }
+    leases.Close();
+    contacts.Close();
+    EXPECT_EQ(CountRecords(connection, "Contact", ""), 9);
+    EXPECT_EQ(Scalar("SELECT min(IdContact) || '-' || max(IdContact) || '-' || "
+                     "count(DISTINCT IdContact) FROM Contact")
+                  .AsText(),
+              "500-508-9");
+    EXPECT_EQ(CountRecords(connection, "Contact", "IdRelated = 12 AND Description = 'Employer'"),
+              1);
+    EXPECT_EQ(Scalar("SELECT NextId FROM Configuration").AsInt(), 509);
+}
+
+TEST_F(Records, AnUpdateOfARowDeletedMeanwhileFails) {
+    Recordset rs;
+    rs.Open(connection, "SELECT * FROM Lease WHERE IdLease = 10");
+    ASSERT_TRUE(ExecuteSQL(connection, "DELETE * FROM Lease WHERE IdLease = 10"));
+    rs.SetField("Rent", 1000);
+    EXPECT_THROW(rs.Update(), Error);
+    rs.CancelUpdate();
+    EXPECT_EQ(CountRecords(connection, "Lease", ""), 2);
+}

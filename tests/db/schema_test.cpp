@@ -326,6 +326,15 @@ TEST_F(Schema, DeleteIndexesGoesOnPastWhatItCannotDrop) {
     EXPECT_TRUE(left[0].EngineOwned);
     EXPECT_EQ(ListIndexes(connection, "MSysIndexes").size(), 1u);
     EXPECT_EQ(Log(), "");
+
+    // Each index that cannot be dropped is logged and the others are still tried.
+    Exec("CREATE INDEX \"Tenant.LastName\" ON Tenant (LastName)");
+    Exec("CREATE TABLE Unit (IdUnit INTEGER)");
+    Exec("CREATE INDEX \"Unit.IdUnit\" ON Unit (IdUnit)");
+    Exec("PRAGMA query_only = 1");
+    EXPECT_TRUE(DeleteIndexes(settings, connection));
+    EXPECT_EQ(Log(), "{*} prv_DeleteIndexes: error deleting database index\r\n"
+                     "{*} prv_DeleteIndexes: error deleting database index\r\n");
 }
 
 TEST_F(Schema, ObsoleteColumnsGoButATableKeepsItsLastOne) {
