@@ -1,0 +1,21 @@
+#pragma once
+// The migrations that are not single statements: records that must be built
+// one by one. They throw db::Error when the database refuses them; the
+// migration runner catches.
+
+#include "platform/clock.h"
+
+#include <cstdint>
+
+namespace db {
+class Connection;
+}
+
+namespace upgrade {
+
+// Each tenant's permanent, previous and employer details, kept until now in
+// the tenant's own columns, become three Contact records linked to it, each
+// with a fresh record number. Returns the number of records written.
+int32_t ConvertTenantContacts(db::Connection& connection, const platform::Clock& clock);
+
+} // namespace upgrade

@@ -1,0 +1,44 @@
+#pragma once
+// Databases of the suite's older versions, built from their structures
+// (tests/upgrade/data/v4.ddf and v5.ddf; versions 6 to 8 are the current
+// template with the pieces those versions still lacked or still had) and
+// filled with sample rows that the upgrade must carry over.
+
+#include <cstdint>
+#include <string>
+
+namespace upgradetest {
+
+// How much sample data to write. The defaults make a small database whose
+// every row a test can reason about; the benchmark asks for a large one.
+struct Population {
+    int properties = 3;         // buildings and units from version 5 on
+    int tenantsPerProperty = 2; // one lease each
+    int rentLogsPerLease = 3;
+    int transactions = 12;
+    int mortgages = 3;
+    int periods = 12; // of each stored schedule
+};
+
+// Writes Ketrova.mdb of `version` (4, 5, 6, 7 or 8) and its "Version" file
+// into `folder` (ending in "/"). Throws on any error: a fixture that cannot
+// be built is a broken test, not an upgrade failure.
+void BuildOldDatabase(const std::string& folder, int version, const Population& population = {});
+
+// A stored schedule as the suite's loan engine writes it: `periods` monthly
+// periods of an annuity of `pv` at `ratePercent`, due from 1/1/2020 on, the
+// first `paid` of them marked paid, `extra` extra principal in period 2.
+std::string ScheduleText(double pv, double ratePercent, int periods, int paid, double extra);
+
+// Identifiers the sample rows use.
+inline constexpr int32_t kFirstProperty = 1001; // property, building and unit k: 1000 + k
+inline constexpr int32_t kFirstTenant = 5001;
+inline constexpr int32_t kFirstLease = 20001;
+inline constexpr int32_t kFirstMortgage = 30001;
+inline constexpr int32_t kNextIdStart = 50000000; // Configuration.NextId of every fixture
+inline constexpr const char* kCompanyName = "Lakeside Rentals";
+
+// The folder holding the fixture structures.
+std::string FixtureFolder();
+
+} // namespace upgradetest
