@@ -4,7 +4,6 @@
 
 #include <sqlite3.h>
 
-#include <atomic>
 #include <cctype>
 
 namespace db {
@@ -17,6 +16,18 @@ constexpr int kBusyTimeoutMs = 5000;
 
 // Identifies a database made by this system in the file header.
 constexpr int kApplicationId = 0x4B455452; // "KETR"
+
+std::string ScalarOn(sqlite3* db, const char* sql) {
+    detail::Statement st(db, sql);
+    return st.Step() ? st.Column(0).AsText() : std::string();
+}
+
+std::string ToUpper(std::string s) {
+    for (char& c : s) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return s;
+}
 
 } // namespace
 
@@ -74,6 +85,11 @@ void Connection::Open(const std::string& file) {
         if (pages.Column(0).AsInt() <= 0) {
             throw Error(SQLITE_NOTADB, "file is not a database (it is empty): " + file);
         }
+    }
+    // A file that another tool switched to write-ahead logging would not be
+    // one complete file once closed; bring it back to the rollback journal.
+    if (ToUpper(ScalarOn(shared->db, "PRAGMA journal_mode")) == "WAL") {
+        sqlite3_exec(shared->db, "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
     }
     shared_ = std::move(shared);
     file_ = file;
@@ -135,9 +151,11 @@ bool CreateDatabaseFile(const std::string& file, std::string& error) {
 }
 
 Transaction::Transaction(Connection& connection) : connection_(connection) {
-    static std::atomic<int> counter{0};
     if (connection.InTransaction()) {
-        name_ = "ostrand_sp" + std::to_string(++counter);
+        // Transactions nest strictly (they live in scopes and cannot move), and
+        // the engine resolves a savepoint name to the most recent one: one name
+        // serves every level.
+        name_ = "ostrand_nested";
         connection.Execute("SAVEPOINT " + name_);
     } else {
         // IMMEDIATE takes the write lock now, so a second writer waits or

@@ -237,3 +237,31 @@ TEST(Values, ConversionsBetweenKinds) {
     EXPECT_EQ(Value(3), Value(3.0));
     EXPECT_FALSE(Value("3") == Value(3));
 }
+
+TEST_F(Helpers, NestedTransactionsRollBackOnlyTheirOwnPart) {
+    {
+        Transaction outer(connection);
+        Exec("DELETE FROM Tenant WHERE IdTenant = 1");
+        {
+            Transaction inner(connection);
+            Exec("DELETE FROM Tenant WHERE IdTenant = 2");
+        } // not committed
+        {
+            Transaction inner(connection);
+            Exec("DELETE FROM Tenant WHERE IdTenant = 3");
+            inner.Commit();
+        }
+        outer.Commit();
+    }
+    EXPECT_FALSE(connection.InTransaction());
+    EXPECT_EQ(Scalar("SELECT group_concat(IdTenant) FROM Tenant").AsText(), "2");
+}
+
+TEST_F(Helpers, AWriteAheadLogIsTurnedBackIntoTheRollbackJournal) {
+    Exec("PRAGMA journal_mode = WAL");
+    connection.Close();
+    connection.Open(dbFile);
+    EXPECT_EQ(Scalar("PRAGMA journal_mode").AsText(), "delete");
+    EXPECT_FALSE(std::filesystem::exists(dbFile + "-wal"));
+    EXPECT_EQ(CountRecords(connection, "Tenant", ""), 3);
+}
