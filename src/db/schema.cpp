@@ -92,6 +92,10 @@ bool LoadTemplateFile(startup::RunSettings& settings, SchemaLists& lists, const 
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
         }
+        // An editor may have put a byte-order mark before a first comment line.
+        if (lineNo == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) {
+            line.erase(0, 3);
+        }
         if (line.empty() || line.front() == '#' || Trim(line).empty() ||
             line.find(',') == std::string::npos) {
             continue;
