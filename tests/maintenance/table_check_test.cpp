@@ -1,0 +1,115 @@
+#include "maint_fixture.h"
+
+#include "maintenance/table_check.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace {
+
+using mainttest::MaintTest;
+
+class TableCheckTest : public MaintTest {
+protected:
+    void MakeTables() {
+        Exec("CREATE TABLE Unit (IdUnit INTEGER, Name VARCHAR(50), Rent DOUBLE, "
+             "Vacant BOOLEAN NOT NULL DEFAULT 0, Since DATETIME, Notes MEMO)");
+        Exec("CREATE TABLE Account (IdAccount INTEGER, Title VARCHAR(30))");
+        Exec("CREATE TABLE Empty (IdEmpty INTEGER)");
+        Exec("CREATE TABLE MSysObjects (Id INTEGER)");
+        Exec("INSERT INTO MSysObjects VALUES (NULL)");
+        Exec("INSERT INTO Account VALUES (1, 'Rent'), (2, 'Repairs')");
+        Exec("INSERT INTO Unit VALUES (1, 'A1', 500, 0, '2020-01-01', 'ok')");
+        Exec("INSERT INTO Unit VALUES (2, NULL, NULL, 1, NULL, NULL)");
+        Exec("INSERT INTO Unit VALUES (NULL, 'C3', 700, 0, '2021-05-05', 'ok')");
+    }
+    util::UiServices ui;
+};
+
+TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
+    MakeTables();
+    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
+    const std::vector<std::string> expected = {
+        "{ } Database Table Name  : Account {2 fields, 2 records} ",
+        "{ } Database Table Name  : Empty {1 fields, 0 records} ",
+        "{ } Database Table Name  : Unit {6 fields, 3 records} ",
+        "{*} NULL value detected in field Name",
+        "{*} NULL value detected in field Rent",
+        "{*} NULL value detected in field Since",
+        "{*} NULL value detected in field Notes",
+        "{*} NULL value detected in field IdUnit",
+    };
+    EXPECT_EQ(LogLines(), expected);
+
+    // Numbers become 0 and texts "", a date has no neutral value and stays NULL.
+    EXPECT_EQ(Scalar("SELECT quote(Name) || quote(Rent) || quote(Since) || quote(Notes) "
+                     "FROM Unit WHERE IdUnit = 2")
+                  .AsText(),
+              "''0.0NULL''");
+    EXPECT_EQ(Scalar("SELECT count(*) FROM Unit WHERE IdUnit = 0 AND Name = 'C3'").AsInt(), 1);
+    // Untouched rows and the engine-like table keep what they had.
+    EXPECT_EQ(Scalar("SELECT Since FROM Unit WHERE IdUnit = 1").AsText(), "2020-01-01");
+    EXPECT_TRUE(Scalar("SELECT Id FROM MSysObjects").IsNull());
+}
+
+TEST_F(TableCheckTest, WritesEachChangedRowOnceAndLeavesCleanRowsAlone) {
+    Exec("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER, Amount DOUBLE, "
+         "Memo VARCHAR(50))");
+    Exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) "
+         "INSERT INTO RentLog SELECT i, i % 50, CASE WHEN i % 100 = 0 THEN NULL ELSE i END, "
+         "CASE WHEN i % 100 = 0 THEN NULL ELSE 'paid' END FROM n");
+    Exec("CREATE TEMP TABLE Writes (n INTEGER)");
+    Exec("INSERT INTO Writes VALUES (0)");
+    Exec("CREATE TEMP TRIGGER CountWrites AFTER UPDATE ON main.RentLog "
+         "BEGIN UPDATE Writes SET n = n + 1; END");
+
+    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
+
+    // 50 rows hold two NULLs each: 50 writes, 100 lines.
+    EXPECT_EQ(Scalar("SELECT n FROM Writes").AsInt(), 50);
+    const auto lines = LogLines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "{*} NULL value detected in field Amount"),
+              50);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "{*} NULL value detected in field Memo"), 50);
+    EXPECT_EQ(Scalar("SELECT count(*) FROM RentLog WHERE Amount IS NULL OR Memo IS NULL").AsInt(),
+              0);
+    EXPECT_EQ(Scalar("SELECT sum(Amount) FROM RentLog").AsInt(),
+              5000 * 5001 / 2 - 100 * (50 * 51 / 2));
+}
+
+TEST_F(TableCheckTest, ADamagedTableIsReportedAndTheOthersAreStillChecked) {
+    Exec("CREATE TABLE Broken (Id INTEGER, Filler VARCHAR(200))");
+    Exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 400) "
+         "INSERT INTO Broken SELECT i, printf('%.150c', 'x') FROM n");
+    Exec("CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))");
+    Exec("INSERT INTO Tenant VALUES (1, NULL)");
+    const int64_t pageSize = Scalar("PRAGMA page_size").AsInt();
+    const int64_t root = Scalar("SELECT rootpage FROM sqlite_master WHERE name = 'Broken'").AsInt();
+    connection.Close();
+    {
+        std::fstream f(dbFile, std::ios::in | std::ios::out | std::ios::binary);
+        f.seekp((root - 1) * pageSize);
+        const std::string garbage(static_cast<size_t>(pageSize), '\x5a');
+        f.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
+    }
+    connection.Open(dbFile);
+
+    EXPECT_FALSE(maintenance::CheckTables(settings, connection, ui));
+    const auto lines = LogLines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].rfind("{*} Error checking table Broken: error ", 0), 0u) << lines[0];
+    EXPECT_EQ(lines[1], "{ } Database Table Name  : Tenant {2 fields, 1 records} ");
+    EXPECT_EQ(lines[2], "{*} NULL value detected in field Name");
+    EXPECT_EQ(Scalar("SELECT Name FROM Tenant").AsText(), "");
+}
+
+TEST_F(TableCheckTest, RunsSilentlyWithoutALog) {
+    MakeTables();
+    startup::CloseFile(settings.Files, settings.LogFileNo);
+    settings.LogFileNo = 0;
+    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
+    EXPECT_TRUE(LogLines().empty());
+    EXPECT_EQ(Scalar("SELECT count(*) FROM Unit WHERE Name IS NULL OR Rent IS NULL").AsInt(), 0);
+}
+
+} // namespace
