@@ -1,0 +1,121 @@
+#include "util/vb_number.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+using util::DoubleToText;
+using util::SingleToText;
+using util::TextToDouble;
+using util::TextToSingle;
+
+TEST(SingleToText, PlainDecimalsUpToSevenDigits) {
+    EXPECT_EQ(SingleToText(0.0f), "0");
+    EXPECT_EQ(SingleToText(-0.0f), "0");
+    EXPECT_EQ(SingleToText(0.5f), "0.5");
+    EXPECT_EQ(SingleToText(-0.5f), "-0.5");
+    EXPECT_EQ(SingleToText(0.1f), "0.1"); // the binary value is 0.10000000149...
+    EXPECT_EQ(SingleToText(1.0f / 3.0f), "0.3333333");
+    EXPECT_EQ(SingleToText(536.8216f), "536.8216");
+    EXPECT_EQ(SingleToText(99879.51f), "99879.51");
+    EXPECT_EQ(SingleToText(100000.0f), "100000");
+    EXPECT_EQ(SingleToText(1234567.0f), "1234567");
+    EXPECT_EQ(SingleToText(9999999.0f), "9999999");
+    EXPECT_EQ(SingleToText(0.0001f), "0.0001");
+    EXPECT_EQ(SingleToText(7.5f), "7.5");
+}
+
+TEST(SingleToText, ENotationOutsideSevenDigits) {
+    EXPECT_EQ(SingleToText(12345678.0f), "1.234568E+07");
+    EXPECT_EQ(SingleToText(10000000.0f), "1E+07");
+    EXPECT_EQ(SingleToText(-12345678.0f), "-1.234568E+07");
+    EXPECT_EQ(SingleToText(0.00001f), "1E-05");
+    EXPECT_EQ(SingleToText(0.000012345f), "1.2345E-05");
+    EXPECT_EQ(SingleToText(1e-30f), "1E-30");
+    EXPECT_EQ(SingleToText(3.4e38f), "3.4E+38");
+    // Rounding to seven digits can carry into a new digit and so into E notation.
+    EXPECT_EQ(SingleToText(9999999.5f), "1E+07");
+}
+
+TEST(SingleToText, NonFiniteValuesAreWrittenAsZero) {
+    EXPECT_EQ(SingleToText(std::numeric_limits<float>::infinity()), "0");
+    EXPECT_EQ(SingleToText(std::numeric_limits<float>::quiet_NaN()), "0");
+}
+
+TEST(DoubleToText, FifteenSignificantDigits) {
+    EXPECT_EQ(DoubleToText(0.1 + 0.2), "0.3");
+    EXPECT_EQ(DoubleToText(0.075), "0.075");
+    EXPECT_EQ(DoubleToText(static_cast<double>(7.5f) * 0.01), "0.075");
+    EXPECT_EQ(DoubleToText(static_cast<double>(6.875f) * 0.01), "0.06875");
+    EXPECT_EQ(DoubleToText(1.0 / 3.0), "0.333333333333333");
+    EXPECT_EQ(DoubleToText(-2.5), "-2.5");
+    EXPECT_EQ(DoubleToText(0.0), "0");
+    EXPECT_EQ(DoubleToText(123456789012345.0), "123456789012345");
+    EXPECT_EQ(DoubleToText(1234567890123456.0), "1.23456789012346E+15");
+    EXPECT_EQ(DoubleToText(1e100), "1E+100");
+    EXPECT_EQ(DoubleToText(0.0001), "0.0001");
+    EXPECT_EQ(DoubleToText(0.00001), "1E-05");
+    EXPECT_EQ(DoubleToText(100000.0), "100000");
+}
+
+TEST(TextToNumber, ReadsWhatTheWindowsProgramsWrite) {
+    EXPECT_EQ(TextToSingle("1.234568E+07"), 12345680.0f);
+    EXPECT_EQ(TextToSingle("1E-05"), 0.00001f);
+    EXPECT_EQ(TextToSingle("536.8216"), 536.8216f);
+    EXPECT_EQ(TextToSingle("-0.5"), -0.5f);
+    EXPECT_EQ(TextToSingle("0"), 0.0f);
+    EXPECT_EQ(TextToSingle("0,5"), 0.5f); // a machine with "," as its decimal separator
+    EXPECT_EQ(TextToDouble("0.075"), 0.075);
+    EXPECT_EQ(TextToDouble("1.23456789012346E+15"), 1.23456789012346e15);
+}
+
+TEST(TextToNumber, AcceptsTypedForms) {
+    EXPECT_EQ(TextToSingle("  42  "), 42.0f);
+    EXPECT_EQ(TextToSingle(".5"), 0.5f);
+    EXPECT_EQ(TextToSingle("-.5"), -0.5f);
+    EXPECT_EQ(TextToSingle("5."), 5.0f);
+    EXPECT_EQ(TextToSingle("+3"), 3.0f);
+    EXPECT_EQ(TextToSingle("1e7"), 1e7f);
+    EXPECT_EQ(TextToSingle("1D+02"), 100.0f);
+    EXPECT_EQ(TextToDouble("2.5e-3"), 0.0025);
+}
+
+TEST(TextToNumber, RejectsWhatIsNoNumber) {
+    for (const char* junk : {"", " ", "abc", "1.2.3", "1e", "e5", "-", "+", ".", "nan", "inf",
+                             "1,5,0", "12a", "0x10", "1 2", "--1", "1e+"}) {
+        EXPECT_FALSE(TextToSingle(junk).has_value()) << junk;
+        EXPECT_FALSE(TextToDouble(junk).has_value()) << junk;
+    }
+}
+
+TEST(TextToNumber, RangeOfTheType) {
+    EXPECT_FALSE(TextToSingle("1e39").has_value());
+    EXPECT_FALSE(TextToSingle("-1e39").has_value());
+    EXPECT_EQ(TextToDouble("1e39"), 1e39);
+    EXPECT_FALSE(TextToDouble("1e400").has_value());
+    EXPECT_EQ(TextToSingle("1e-50"), 0.0f); // too small to hold reads as zero
+    EXPECT_EQ(TextToDouble("1e-400"), 0.0);
+    EXPECT_EQ(TextToSingle("0e999"), 0.0f);
+}
+
+// Writing, reading and writing again gives the first text: a schedule that
+// is loaded and saved unchanged keeps its stored text byte for byte.
+TEST(TextToNumber, SecondWriteRepeatsTheFirst) {
+    for (float v = 1e-6f; v < 1e9f; v *= 1.37f) {
+        for (float s : {v, -v, v + 0.123f}) {
+            std::string first = SingleToText(s);
+            auto back = TextToSingle(first);
+            ASSERT_TRUE(back.has_value()) << first;
+            EXPECT_EQ(SingleToText(*back), first);
+            EXPECT_NEAR(*back, s, std::fabs(s) * 1e-6f);
+        }
+    }
+    for (double v = 1e-9; v < 1e20; v *= 3.1) {
+        std::string first = DoubleToText(v);
+        auto back = TextToDouble(first);
+        ASSERT_TRUE(back.has_value()) << first;
+        EXPECT_EQ(DoubleToText(*back), first);
+        EXPECT_NEAR(*back, v, v * 1e-14);
+    }
+}
