@@ -1,0 +1,161 @@
+#include "platform/disk.h"
+#include "platform/sysinfo.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+
+TEST(KernelRelease, TakesTheFirstThreeNumbers) {
+    struct Case {
+        const char* release;
+        int32_t major, minor, build;
+    };
+    for (const Case& c : {Case{"6.1.0-18-amd64", 6, 1, 0}, Case{"5.15.146.1-microsoft", 5, 15, 146},
+                          Case{"4.19", 4, 19, 0}, Case{"6.8.0rc3", 6, 8, 0}, Case{"", 0, 0, 0},
+                          Case{"linux", 0, 0, 0}}) {
+        int32_t major = -1, minor = -1, build = -1;
+        platform::ParseKernelRelease(c.release, major, minor, build);
+        EXPECT_EQ(major, c.major) << c.release;
+        EXPECT_EQ(minor, c.minor) << c.release;
+        EXPECT_EQ(build, c.build) << c.release;
+    }
+}
+
+TEST(OsRelease, PrettyNameElseName) {
+    EXPECT_EQ(platform::OsReleaseName("NAME=\"Debian GNU/Linux\"\n"
+                                      "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n"),
+              "Debian GNU/Linux 12 (bookworm)");
+    EXPECT_EQ(platform::OsReleaseName("NAME='Alpine Linux'\r\nID=alpine\r\n"), "Alpine Linux");
+    EXPECT_EQ(platform::OsReleaseName("PRETTY_NAME=\"Say \\\"hi\\\"\"\nNAME=x"), "Say \"hi\"");
+    EXPECT_EQ(platform::OsReleaseName("ID=plain\n"), "");
+}
+
+TEST(Language, NamesFromTheLocale) {
+    using P = std::pair<std::string, std::string>;
+    EXPECT_EQ(platform::LanguageNames("de_DE.UTF-8"), P("German", "Deutsch"));
+    EXPECT_EQ(platform::LanguageNames("fr_CA.ISO-8859-1@euro"), P("French", "français"));
+    EXPECT_EQ(platform::LanguageNames("nl"), P("Dutch", "Nederlands"));
+    EXPECT_EQ(platform::LanguageNames("ja_JP.UTF-8"), P("Japanese", "日本語"));
+    EXPECT_EQ(platform::LanguageNames("C.UTF-8"), P("English", "English"));
+    EXPECT_EQ(platform::LanguageNames("POSIX"), P("English", "English"));
+    EXPECT_EQ(platform::LanguageNames(""), P("English", "English"));
+    EXPECT_EQ(platform::LanguageNames("xx_YY"), P("", ""));
+}
+
+TEST(Language, LocaleVariablesInTheirOrder) {
+    const char* saved[3] = {std::getenv("LC_ALL"), std::getenv("LC_MESSAGES"), std::getenv("LANG")};
+    const std::string keep[3] = {saved[0] ? saved[0] : "", saved[1] ? saved[1] : "",
+                                 saved[2] ? saved[2] : ""};
+    setenv("LANG", "sv_SE.UTF-8", 1);
+    setenv("LC_MESSAGES", "", 1);
+    unsetenv("LC_ALL");
+    EXPECT_EQ(platform::LanguageLocale(), "sv_SE.UTF-8");
+    setenv("LC_MESSAGES", "pl_PL", 1);
+    EXPECT_EQ(platform::LanguageLocale(), "pl_PL");
+    setenv("LC_ALL", "it_IT", 1);
+    EXPECT_EQ(platform::LanguageLocale(), "it_IT");
+    const char* names[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+    for (int i = 0; i < 3; ++i) {
+        if (saved[i]) {
+            setenv(names[i], keep[i].c_str(), 1);
+        } else {
+            unsetenv(names[i]);
+        }
+    }
+}
+
+TEST(ShortDate, CLibraryFormatsInTheSuitesNotation) {
+    EXPECT_EQ(platform::DateFormatToPattern("%m/%d/%y"), "MM/dd/yy");
+    EXPECT_EQ(platform::DateFormatToPattern("%m/%d/%Y"), "MM/dd/yyyy");
+    EXPECT_EQ(platform::DateFormatToPattern("%d.%m.%Y"), "dd.MM.yyyy");
+    EXPECT_EQ(platform::DateFormatToPattern("%-d/%-m/%Y"), "d/M/yyyy");
+    EXPECT_EQ(platform::DateFormatToPattern("%e %b %Y"), "d MMM yyyy");
+    EXPECT_EQ(platform::DateFormatToPattern("%F"), "yyyy-MM-dd");
+    EXPECT_EQ(platform::DateFormatToPattern("%D"), "MM/dd/yy");
+    EXPECT_EQ(platform::DateFormatToPattern("%A, %B %d"), "dddd, MMMM dd");
+    EXPECT_EQ(platform::DateFormatToPattern("%Y年%m月%d日"), "yyyy年MM月dd日");
+    // Letters outside conversions are literal and must not read as pattern letters.
+    EXPECT_EQ(platform::DateFormatToPattern("%d de %B de %Y"), "dd 'de' MMMM 'de' yyyy");
+    EXPECT_EQ(platform::DateFormatToPattern("%Ey %Od%%'"), "yy dd%''");
+    EXPECT_EQ(platform::DateFormatToPattern("%Q%d"), "dd");
+}
+
+TEST(ShortDate, TheCLocaleAnswers) {
+    const char* saved = std::getenv("LC_ALL");
+    const std::string keep = saved ? saved : "";
+    setenv("LC_ALL", "C", 1);
+    EXPECT_EQ(platform::ShortDatePattern(), "MM/dd/yy");
+    // A locale that is not installed falls back to C.
+    setenv("LC_ALL", "xx_NOWHERE.UTF-8", 1);
+    EXPECT_EQ(platform::ShortDatePattern(), "MM/dd/yy");
+    if (saved) {
+        setenv("LC_ALL", keep.c_str(), 1);
+    } else {
+        unsetenv("LC_ALL");
+    }
+}
+
+TEST(VersionRecord, KernelNumbersAndSystemName) {
+    platform::VersionRecord v = platform::GetVersionRecord();
+    EXPECT_GT(v.MajorVersion, 0);
+    EXPECT_FALSE(v.ExtraText.empty());
+    EXPECT_LT(v.ExtraText.size(), 128u);
+    EXPECT_EQ(v.PlatformId, 0);
+}
+
+class FindFileTest : public ::testing::Test {
+protected:
+    testsupport::TempDir dir;
+};
+
+TEST_F(FindFileTest, NormalFilesWithSizeDateAndReadOnly) {
+    testsupport::WriteFile(dir / "Ketrova.ddf", std::string(1234, 'x'));
+    auto f = platform::FindNormalFile((dir / "Ketrova.ddf").string());
+    ASSERT_TRUE(f);
+    EXPECT_EQ(f->Size, 1234u);
+    EXPECT_FALSE(f->ReadOnly);
+    EXPECT_FALSE(f->Hidden || f->System || f->Directory);
+    EXPECT_GE(f->Modified.year, 2020);
+
+    std::filesystem::permissions(dir / "Ketrova.ddf", std::filesystem::perms::owner_read |
+                                                          std::filesystem::perms::group_read);
+    f = platform::FindNormalFile((dir / "Ketrova.ddf").string());
+    ASSERT_TRUE(f);
+    EXPECT_TRUE(f->ReadOnly);
+}
+
+TEST_F(FindFileTest, NameMatchesWithoutRegardToCase) {
+    testsupport::WriteFile(dir / "Ketrova.ddf", "abc");
+    auto f = platform::FindNormalFile((dir / "ketrova.ddf").string());
+    ASSERT_TRUE(f);
+    EXPECT_EQ(f->Size, 3u);
+    // Only the name part: the folder must be spelt as it is.
+    std::string upperFolder = dir.str();
+    for (char& c : upperFolder) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    EXPECT_FALSE(platform::FindNormalFile(upperFolder + "Ketrova.ddf"));
+}
+
+TEST_F(FindFileTest, HiddenFilesFoldersAndMissingOnesAreNotFound) {
+    testsupport::WriteFile(dir / ".ostrand.exe", "abc");
+    std::filesystem::create_directory(dir / "valorin.exe");
+    EXPECT_FALSE(platform::FindNormalFile((dir / ".ostrand.exe").string()));
+    EXPECT_FALSE(platform::FindNormalFile((dir / "valorin.exe").string()));
+    EXPECT_FALSE(platform::FindNormalFile((dir / "numbrik.exe").string()));
+    EXPECT_FALSE(platform::FindNormalFile(""));
+}
+
+TEST_F(FindFileTest, FlushToDiskNeedsAFile) {
+    testsupport::WriteFile(dir / "copy.tmp", "abc");
+    std::string error;
+    EXPECT_TRUE(platform::FlushToDisk((dir / "copy.tmp").string(), error)) << error;
+    EXPECT_FALSE(platform::FlushToDisk((dir / "gone.tmp").string(), error));
+    EXPECT_NE(error.find("gone.tmp"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,87 @@
+#include "platform/sysinfo.h"
+
+#include <gtest/gtest.h>
+// After the test framework: Xlib defines macros (None, Bool) that clash with its names.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+class ScopedDisplayVar {
+public:
+    explicit ScopedDisplayVar(const char* value) {
+        if (const char* old = std::getenv("DISPLAY")) {
+            old_ = old;
+            had_ = true;
+        }
+        if (value) {
+            setenv("DISPLAY", value, 1);
+        } else {
+            unsetenv("DISPLAY");
+        }
+    }
+    ~ScopedDisplayVar() {
+        if (had_) {
+            setenv("DISPLAY", old_.c_str(), 1);
+        } else {
+            unsetenv("DISPLAY");
+        }
+    }
+
+private:
+    std::string old_;
+    bool had_ = false;
+};
+
+TEST(X11NoDisplay, NoWindowsAndNoScreen) {
+    for (const char* value : {static_cast<const char*>(nullptr), "", ":4711"}) {
+        ScopedDisplayVar display(value);
+        EXPECT_TRUE(platform::ListTopLevelWindows().empty());
+        const platform::ScreenSize s = platform::GetScreenSize();
+        EXPECT_EQ(s.Width, 0);
+        EXPECT_EQ(s.Height, 0);
+    }
+}
+
+// Runs under a virtual X server (see the CMake file); without DISPLAY there
+// is nothing to look at.
+TEST(X11Display, ListsMappedWindowsWithTheirTitles) {
+    if (!std::getenv("DISPLAY")) {
+        GTEST_SKIP() << "no X display";
+    }
+    Display* d = XOpenDisplay(nullptr);
+    ASSERT_NE(d, nullptr);
+    const Window root = DefaultRootWindow(d);
+    const Window titled = XCreateSimpleWindow(d, root, 0, 0, 50, 40, 0, 0, 0);
+    XStoreName(d, titled, "Rentora - Buildings");
+    const Window untitled = XCreateSimpleWindow(d, root, 60, 0, 50, 40, 0, 0, 0);
+    const Window hidden = XCreateSimpleWindow(d, root, 120, 0, 50, 40, 0, 0, 0);
+    XStoreName(d, hidden, "Hidden helper");
+    XMapWindow(d, titled);
+    XMapWindow(d, untitled);
+    XSync(d, False);
+
+    const auto windows = platform::ListTopLevelWindows();
+    auto find = [&](Window w) {
+        return std::find_if(windows.begin(), windows.end(), [&](const platform::TopWindow& t) {
+            return t.Handle == static_cast<int32_t>(static_cast<uint32_t>(w));
+        });
+    };
+    ASSERT_NE(find(titled), windows.end());
+    EXPECT_EQ(find(titled)->Title, "Rentora - Buildings");
+    ASSERT_NE(find(untitled), windows.end());
+    EXPECT_EQ(find(untitled)->Title, "");
+    EXPECT_EQ(find(hidden), windows.end());
+
+    const platform::ScreenSize s = platform::GetScreenSize();
+    EXPECT_EQ(s.Width, DisplayWidth(d, DefaultScreen(d)));
+    EXPECT_EQ(s.Height, DisplayHeight(d, DefaultScreen(d)));
+    EXPECT_GT(s.Width, 0);
+    XCloseDisplay(d);
+}
+
+} // namespace
