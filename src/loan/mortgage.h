@@ -30,7 +30,7 @@ struct MortgagePeriod {
     Date Due;
     double Rate = 0; // annual, fraction
     double BeginBalance = 0;
-    double Pmt = 0, PmtYr = 0, PmtTTD = 0;
+    double Pmt = 0, PmtYr = 0, PmtTTD = 0; // scheduled payments, without extra principal
     double Pri = 0, XtraPri = 0, PriYr = 0, PriTTD = 0; // PriYr and PriTTD include extra principal
     double Int = 0, IntYr = 0, IntTTD = 0;
     double Balance = 0;    // after the period
@@ -46,7 +46,9 @@ public:
 
     // ---- Operations, in the suite's interface order. ----
 
-    // Recomputes OrigPmt, BalloonPmt and the schedule; clears the dirty mark.
+    // Recomputes OrigPmt, BalloonPmt (the balance left after the balloon
+    // period, 0 without one) and the schedule; clears the dirty mark. A loan
+    // repaid early by extra principal ends at the period that repays it.
     // False when a calculation fails (the schedule is then empty).
     bool ReCalc();
     // Resets every term to the defaults of a new mortgage and recomputes.
@@ -57,7 +59,11 @@ public:
     bool BalanceMtg(double currentBalance);
 
     // Load and save by key or through a recordset the caller positioned.
-    // False on a database error; values read before it are kept.
+    // False on a database error (a missing row or column included); values
+    // read before it are kept. LoadMtg reads the balloon flag from
+    // BalloonMtg, LoadRS from the old Balloon column (kept as it is when the
+    // recordset has none); both saves write BalloonMtg. Null xPri and xRate
+    // columns load as empty tables.
     bool LoadMtg(db::Connection& connection, int32_t IdMortgage);
     bool LoadRS(db::Recordset& recordset);
     bool SaveMtg(db::Connection& connection, int32_t IdMortgage);
@@ -158,6 +164,7 @@ private:
     void SetDefaults();
     int32_t ScheduledPeriods() const;
     const MortgagePeriod* Row(int32_t period);
+    bool LoadRSAs(db::Recordset& recordset, bool balloonFromBalloonMtg);
     void ReadColumns(db::Recordset& recordset, bool balloonFromBalloonMtg);
     bool WriteColumns(db::Recordset& recordset);
 
