@@ -18,4 +18,9 @@ namespace upgrade {
 // with a fresh record number. Returns the number of records written.
 int32_t ConvertTenantContacts(db::Connection& connection, const platform::Clock& clock);
 
+// Fills each mortgage's new summary columns from its old columns and from
+// the schedule stored in its Amortization text. Each record is saved as the
+// walk moves on. Returns the number converted.
+int32_t RecalculateMortgages(db::Connection& connection);
+
 } // namespace upgrade

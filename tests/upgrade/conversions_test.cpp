@@ -5,6 +5,8 @@
 #include "support/temp_dir.h"
 #include "upgrade/conversions.h"
 
+#include "loan/amort.h"
+
 #include "db/connection.h"
 #include "db/schema.h"
 
@@ -94,23 +96,117 @@ TEST(TenantContacts, EachTenantGetsItsThreeDetailSetsWithFreshNumbers) {
     }
 }
 
-TEST(TenantContacts, ATenantWithoutDetailsStillGetsThreeRecords) {
-    Widened w(4);
-    const int tenants = Population{}.properties * Population{}.tenantsPerProperty;
-    upgrade::ConvertTenantContacts(w.connection, w.clock);
-    auto rows = ContactsOf(w.connection, kFirstTenant + tenants - 1);
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0].description, ""); // no relationship recorded
-    EXPECT_EQ(rows[1].description, "Previous Address");
-    EXPECT_EQ(rows[2].description, "Employer");
-    for (const auto& r : rows)
-        EXPECT_EQ(r.address1 + r.city + r.phone + r.company + r.lastName, "");
-}
-
 TEST(TenantContacts, NoTenantsMeansNoContactsAndNoNumbersTaken) {
     Widened w(4);
     w.connection.Execute("DELETE FROM Tenant");
     EXPECT_EQ(upgrade::ConvertTenantContacts(w.connection, w.clock), 0);
     EXPECT_EQ(w.Int("SELECT Count(*) FROM Contact"), 0);
     EXPECT_EQ(w.Int("SELECT NextId FROM Configuration"), kNextIdStart);
+}
+
+namespace {
+
+struct MortgageRow {
+    std::string accountNumber, nextEscrow, xPri, xRate, firstDue;
+    int64_t escrowInterval, escrowPeriods, origPer, intOnly, balloonMtg, balloonPer, ppm, arm,
+        armLimits, currentPeriod;
+    double origPV, origRate, origPmt, balloonPmt, ppmFigures, xPriAll, currentPmt, currentPPmt,
+        currentIPmt;
+};
+
+MortgageRow ReadMortgage(db::Connection& c, int32_t id) {
+    db::Recordset rs;
+    rs.Open(c, "SELECT * FROM Mortgage WHERE IdMortgage = " + std::to_string(id));
+    auto t = [&](const char* n) { return rs.Field(std::string_view(n)).AsText(); };
+    auto i = [&](const char* n) { return rs.Field(std::string_view(n)).AsInt(); };
+    auto d = [&](const char* n) { return rs.Field(std::string_view(n)).AsDouble(); };
+    return {t("AccountNumber"),
+            t("NextEscrowReview"),
+            t("xPri"),
+            t("xRate"),
+            t("FirstDue"),
+            i("EscrowReviewInterval"),
+            i("EscrowReviewPeriods"),
+            i("OrigPer"),
+            i("IntOnly"),
+            i("BalloonMtg"),
+            i("BalloonPer"),
+            i("PPM"),
+            i("ARM"),
+            i("ARMLockedPer") + i("ARMAdjPer") + i("ARMLifeCap") + i("ARMPerCap"),
+            i("CurrentPeriod"),
+            d("OrigPV"),
+            d("OrigRate"),
+            d("OrigPmt"),
+            d("BalloonPmt"),
+            d("PPMPct") + d("PPMTrigger") + d("PPMPer"),
+            d("xPriAll"),
+            d("CurrentPmt"),
+            d("CurrentPPmt"),
+            d("CurrentIPmt")};
+}
+
+} // namespace
+
+TEST(MortgageConversion, OldColumnsAndTheStoredScheduleFillTheNewColumns) {
+    Widened w(4);
+    const Population pop;
+    EXPECT_EQ(upgrade::RecalculateMortgages(w.connection), pop.mortgages);
+    for (int k = 1; k <= pop.mortgages; ++k) {
+        SCOPED_TRACE(k);
+        const double pv = 100000 + 1000 * k;
+        const double rate = 6.5 + 0.25 * (k % 4);
+        const int paid = 2 + k % 3;
+        MortgageRow m = ReadMortgage(w.connection, kFirstMortgage + k - 1);
+
+        EXPECT_EQ(m.accountNumber, "Loan-" + std::to_string(k));
+        EXPECT_EQ(m.nextEscrow, "");
+        EXPECT_EQ(m.escrowInterval, 3);
+        EXPECT_EQ(m.escrowPeriods, 1);
+        EXPECT_DOUBLE_EQ(m.origPV, pv);
+        EXPECT_EQ(m.origPer, 360);
+        EXPECT_NEAR(m.origRate, rate / 100, 1e-12);
+        EXPECT_DOUBLE_EQ(m.origPmt, 650.25);
+        EXPECT_EQ(m.intOnly, k % 3 == 0 ? 1 : 0);
+        // Odd loans have no balloon; even ones a balloon at period 60.
+        EXPECT_EQ(m.balloonMtg, k % 2 == 0 ? 1 : 0);
+        EXPECT_EQ(m.balloonPer, k % 2 == 0 ? 60 : 0);
+        EXPECT_EQ(m.balloonPmt, 0);
+        EXPECT_EQ(m.ppm, k % 2 == 0 ? 1 : 0);
+        EXPECT_EQ(m.ppmFigures, 0);
+        EXPECT_EQ(m.arm, 1);
+        EXPECT_EQ(m.armLimits, 0);
+        EXPECT_EQ(m.xPriAll, 0);
+
+        // From the stored schedule: the first unpaid period is current, the
+        // extra principal sits in period 2, the rates are fractions.
+        loan::cShared_Amort schedule;
+        ASSERT_TRUE(schedule.SetDataString(ScheduleText(pv, rate, pop.periods, paid, 250)));
+        EXPECT_EQ(m.currentPeriod, paid + 1);
+        EXPECT_EQ(m.firstDue, "1/1/2020");
+        EXPECT_EQ(m.xPri.substr(0, 6), "0,250,");
+        EXPECT_EQ(m.xPri, schedule.xPri());
+        EXPECT_EQ(m.xRate, schedule.xRate());
+        EXPECT_GT(m.currentPmt, 0);
+        EXPECT_DOUBLE_EQ(m.currentPmt, schedule.CurrentPmt().ToDouble());
+        EXPECT_DOUBLE_EQ(m.currentPPmt, schedule.CurrentPPmt().ToDouble());
+        EXPECT_DOUBLE_EQ(m.currentIPmt, schedule.CurrentIPmt().ToDouble());
+        EXPECT_NEAR(m.currentPPmt + m.currentIPmt, m.currentPmt, 0.01); // Singles: 7 digits
+    }
+}
+
+TEST(MortgageConversion, AnEmptyOrUnreadableScheduleGivesEmptyFigures) {
+    Widened w(4);
+    w.connection.Execute("UPDATE Mortgage SET Amortization = '' WHERE IdMortgage = 30001");
+    w.connection.Execute("UPDATE Mortgage SET Amortization = 'garbage' WHERE IdMortgage = 30002");
+    upgrade::RecalculateMortgages(w.connection);
+    for (int32_t id : {30001, 30002}) {
+        MortgageRow m = ReadMortgage(w.connection, id);
+        EXPECT_EQ(m.currentPmt, 0);
+        EXPECT_EQ(m.xPri, "");
+        EXPECT_EQ(m.firstDue, "");
+        // The old columns still come across.
+        EXPECT_EQ(m.arm, 1);
+        EXPECT_EQ(m.origPer, 360);
+    }
 }
