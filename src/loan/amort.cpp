@@ -199,6 +199,9 @@ bool cShared_Amort::Recalculate(int16_t StartPeriod) {
                 return false;
             }
             auto newCount = static_cast<int32_t>(count);
+            // Growing the schedule moves its records: `p` is not used past here.
+            const float endBalance = p.EndBalance;
+            schedule_.reserve(static_cast<size_t>(newCount));
             while (PeriodCount() < newCount) {
                 const PeriodRecord& before = schedule_.back();
                 PeriodRecord added;
@@ -216,10 +219,10 @@ bool cShared_Amort::Recalculate(int16_t StartPeriod) {
             }
             schedule_.resize(static_cast<size_t>(newCount));
             if (i < PeriodCount()) {
-                At(i + 1).BeginBalance = p.EndBalance;
+                At(i + 1).BeginBalance = endBalance;
             }
             for (int32_t j = i + 1; j <= PeriodCount(); ++j) {
-                At(j).BasisPV = p.EndBalance;
+                At(j).BasisPV = endBalance;
                 At(j).BasisTerm = static_cast<float>(*n);
             }
             k = 0;

@@ -1,6 +1,7 @@
 #include "loan/mortgage.h"
 
 #include "db/connection.h"
+#include "db/schema.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -256,18 +257,26 @@ protected:
         std::string error;
         ASSERT_TRUE(db::CreateDatabaseFile(file, error)) << error;
         connection.Open(file);
-        // The current table's columns, plus the old Balloon column that
-        // LoadRS still reads.
-        connection.Execute(
-            "CREATE TABLE Mortgage (IdMortgage INTEGER, Description VARCHAR(50), OrigPV DOUBLE, "
-            "OrigPer DOUBLE, OrigRate DOUBLE, OrigPmt DOUBLE, IntOnly BOOLEAN NOT NULL DEFAULT 0, "
-            "FirstDue VARCHAR(10), BalloonMtg BOOLEAN NOT NULL DEFAULT 0, Balloon INTEGER, "
-            "BalloonPer INTEGER, BalloonPmt DOUBLE, PPM BOOLEAN NOT NULL DEFAULT 0, PPMPct "
-            "DOUBLE, PPMTrigger DOUBLE, PPMPer INTEGER, xPri MEMO, xPriAll DOUBLE, xRate MEMO, "
-            "ARM BOOLEAN NOT NULL DEFAULT 0, ARMLockedPer INTEGER, ARMAdjPer INTEGER, "
-            "ARMLifeCap DOUBLE, ARMPerCap DOUBLE, CurrentPeriod INTEGER, CurrentPV CURRENCY, "
-            "CurrentI CURRENCY, CurrentPmt CURRENCY, CurrentPPmt CURRENCY, CurrentIPmt "
-            "CURRENCY, NextDue VARCHAR(10), RemainingT INTEGER)");
+        // The Mortgage table as the shipped template builds it, plus the old
+        // Balloon column that LoadRS still reads.
+        startup::RunSettings settings;
+        db::SchemaLists lists;
+        ASSERT_TRUE(db::LoadTemplateFile(
+            settings, lists, std::string(OSTRAND_SOURCE_DIR) + "/data/Ketrova.ddf", db::ActionAdd));
+        bool first = true;
+        for (const db::Field& f : lists.Template) {
+            if (f.TableName != "Mortgage") {
+                continue;
+            }
+            if (first) {
+                db::CreateTable(connection, "Mortgage", f.FieldName, f.DataType, f.Size);
+                first = false;
+            } else {
+                db::AddColumn(connection, "Mortgage", f.FieldName, f.DataType, f.Size);
+            }
+        }
+        ASSERT_FALSE(first);
+        db::AddColumn(connection, "Mortgage", "Balloon", db::adInteger, 0);
     }
 
     testsupport::TempDir dir;
