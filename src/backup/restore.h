@@ -40,6 +40,12 @@ std::optional<std::string> RestoreTargetName(const std::string& storedName,
 // that names no existing file.
 std::string RenamedTarget(const std::string& target);
 
+// Makes room for a restore to `target`: deletes whatever is there (a link
+// itself, never what it points to) and, for the suite's database, a leftover
+// rollback journal, which the database engine would otherwise play back into
+// the restored file. True when nothing is left in the way.
+bool ClearRestoreTarget(const std::string& target);
+
 // Number of entries whose selection mark is set.
 int CountSelected(const std::vector<ArchiveEntry>& entries);
 

@@ -1,0 +1,321 @@
+#include "backup/restore.h"
+
+#include "startup/registry.h"
+#include "startup/run_log.h"
+#include "util/format.h"
+#include "util/paths.h"
+#include "util/strings.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace backup {
+
+namespace {
+
+constexpr std::string_view DatabaseFileName = "ketrova.mdb";
+
+bool IsSeparator(char c) {
+    return c == '\\' || c == '/';
+}
+
+// The pieces between separators; empty pieces stay, so "a//b" has three.
+std::vector<std::string> PathParts(std::string_view path) {
+    std::vector<std::string> parts(1);
+    for (char c : path) {
+        if (IsSeparator(c)) {
+            parts.emplace_back();
+        } else {
+            parts.back().push_back(c);
+        }
+    }
+    return parts;
+}
+
+bool HasDrivePrefix(std::string_view name) {
+    return name.size() >= 2 && std::isalpha(static_cast<unsigned char>(name[0])) != 0 &&
+           name[1] == ':';
+}
+
+bool IsDatabaseTarget(std::string_view target) {
+    return target.size() >= DatabaseFileName.size() &&
+           util::EqualsNoCase(target.substr(target.size() - DatabaseFileName.size()),
+                              DatabaseFileName);
+}
+
+// Anything at all at that name counts, a dangling link included: writing to a
+// name that is a link would write wherever the link points.
+bool SomethingAt(const std::string& path) {
+    std::error_code ec;
+    fs::file_status st = fs::symlink_status(path, ec);
+    if (ec) {
+        // Unknown (no permission to look): better treated as taken.
+        return ec != std::errc::no_such_file_or_directory && ec != std::errc::not_a_directory;
+    }
+    return st.type() != fs::file_type::not_found;
+}
+
+// True when `target`'s folder, with every link on the way resolved, lies at
+// or below the redirect folder resolved the same way.
+bool StaysInside(const std::string& target, const std::string& redirectFolder) {
+    std::error_code ec;
+    fs::path root = fs::weakly_canonical(fs::absolute(redirectFolder), ec);
+    if (ec) {
+        return false;
+    }
+    fs::path folder = fs::weakly_canonical(fs::absolute(fs::path(target).parent_path()), ec);
+    if (ec) {
+        return false;
+    }
+    // A trailing separator leaves an empty last element that no folder has.
+    if (!root.empty() && root.filename().empty()) {
+        root = root.parent_path();
+    }
+    auto r = root.begin();
+    auto f = folder.begin();
+    for (; r != root.end(); ++r, ++f) {
+        if (f == folder.end() || *r != *f) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string Number(size_t n) {
+    return std::to_string(n);
+}
+
+} // namespace
+
+std::optional<std::string> RestoreTargetName(const std::string& storedName,
+                                             const std::string& redirectFolder) {
+    // Some writers fill names with NULs rather than blanks.
+    const std::string name = util::Trim(util::CutAtNul(storedName));
+    if (name.empty() || IsSeparator(name.back())) {
+        return std::nullopt;
+    }
+    for (const std::string& part : PathParts(name)) {
+        if (part == "..") {
+            return std::nullopt;
+        }
+    }
+    if (redirectFolder.empty()) {
+        // The stored place itself: only a full path of this system has one.
+        if (name.front() != '/') {
+            return std::nullopt;
+        }
+        return name;
+    }
+    std::string_view rest = name;
+    if (HasDrivePrefix(rest)) {
+        rest.remove_prefix(2);
+    }
+    while (!rest.empty() && IsSeparator(rest.front())) {
+        rest.remove_prefix(1);
+    }
+    if (rest.empty() || HasDrivePrefix(rest)) {
+        return std::nullopt;
+    }
+    std::string relative(rest);
+    // Folders written on Windows become folders here.
+    std::replace(relative.begin(), relative.end(), '\\', '/');
+    return util::AddBackslash(redirectFolder) + relative;
+}
+
+std::string RenamedTarget(const std::string& target) {
+    std::string candidate = target + ".restored";
+    for (long n = 0; SomethingAt(candidate); ++n) {
+        candidate = target + ".restored." + std::to_string(n);
+    }
+    return candidate;
+}
+
+bool ClearRestoreTarget(const std::string& target) {
+    std::error_code ec;
+    if (SomethingAt(target)) {
+        fs::remove(target, ec);
+        if (ec || SomethingAt(target)) {
+            return false;
+        }
+    }
+    if (IsDatabaseTarget(target)) {
+        const std::string journal = target + "-journal";
+        if (SomethingAt(journal)) {
+            fs::remove(journal, ec);
+            if (ec || SomethingAt(journal)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+int CountSelected(const std::vector<ArchiveEntry>& entries) {
+    return static_cast<int>(std::count_if(entries.begin(), entries.end(),
+                                          [](const ArchiveEntry& e) { return e.Selected != 0; }));
+}
+
+std::string RestoreConfirmationText(const std::string& archive,
+                                    const std::vector<ArchiveEntry>& entries,
+                                    const RestoreOptions& options) {
+    std::string text = "Starting restore from " + archive + "\n\n";
+    text += "Total files in found in archive : " + Number(entries.size()) + "\n";
+    text +=
+        "Total files attempting to restore : " + std::to_string(CountSelected(entries)) + "\n\n";
+    text += options.LinkDatabase
+                ? "If database is restored it will be linked as the active database.\n"
+                : "If database is restored it will NOT be linked as the active database.\n";
+    switch (options.Existing) {
+    case ExistingFiles::Skip:
+        text += "Existing files will be skipped.\n";
+        break;
+    case ExistingFiles::Rename:
+        text += "Restored files will be renamed if file already exists.\n";
+        break;
+    case ExistingFiles::Overwrite:
+        text += "Existing files will be overwrittten.\n";
+        break;
+    }
+    text += options.RedirectFolder.empty()
+                ? std::string("Files will be restored to original location.\n")
+                : "Restore will be redirected to " + options.RedirectFolder + "\n";
+    text += "\nDo you wish to proceed with this restore?";
+    return text;
+}
+
+std::string RestoreSummaryText(const std::string& archive, const std::vector<ArchiveEntry>& entries,
+                               int attempted, int restored) {
+    double percent = attempted > 0 ? static_cast<double>(restored) / attempted * 100.0 : 0.0;
+    std::string text = "Restore completed from " + archive + "\n\n";
+    text += "Files in found in archive : " + Number(entries.size()) + "\n";
+    text += "Files attempted for restore : " + std::to_string(attempted) + "\n";
+    text += "Files successfully restored : " + std::to_string(restored) + "\n";
+    text += "Percent Successful: " + util::Format(percent, "0") + "\n\n";
+    text += "Press OK to continue.";
+    return text;
+}
+
+namespace {
+
+// One ticked entry; true when it was restored.
+bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
+                  const ArchiveEntry& entry, const RestoreOptions& options, util::UiServices& ui,
+                  bool& skipped) {
+    skipped = false;
+    std::optional<std::string> named = RestoreTargetName(entry.FileName, options.RedirectFolder);
+    if (!named ||
+        (!options.RedirectFolder.empty() && !StaysInside(*named, options.RedirectFolder))) {
+        ui.DoEvents();
+        startup::Log(settings, "{*} Restore failed for    : " + util::Trim(entry.FileName));
+        return false;
+    }
+    std::string target = *named;
+    bool cleared = true;
+    if (SomethingAt(target)) {
+        switch (options.Existing) {
+        case ExistingFiles::Skip:
+            skipped = true;
+            break;
+        case ExistingFiles::Rename:
+            target = RenamedTarget(target);
+            break;
+        case ExistingFiles::Overwrite:
+            cleared = ClearRestoreTarget(target);
+            break;
+        }
+    }
+    ui.DoEvents();
+    if (skipped) {
+        return false;
+    }
+    std::error_code ec;
+    const fs::path folder = fs::path(target).parent_path();
+    if (!folder.empty()) {
+        fs::create_directories(folder, ec);
+    }
+    bool ok = cleared && !ec && ClearRestoreTarget(target) &&
+              BaR_Restore_File(settings, archive, target, entry.StartPos, entry.FileLength);
+    if (!ok) {
+        startup::Log(settings, "{*} Restore failed for    : " + target);
+        return false;
+    }
+    startup::Log(settings, "{ } Restore succeeded for : " + target);
+    if (options.LinkDatabase && IsDatabaseTarget(target)) {
+        startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
+                                settings.AltDB,
+                                target.substr(0, target.size() - DatabaseFileName.size()));
+    }
+    return true;
+}
+
+} // namespace
+
+int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
+                    const std::vector<ArchiveEntry>& entries, const RestoreOptions& options,
+                    util::UiServices& ui) {
+    // A log already open belongs to a caller that closes it itself.
+    const bool ownLog = settings.LogFileNo == 0;
+    if (ownLog) {
+        settings.LogFileNo =
+            startup::OpenLogFile(settings.Files, settings.AppPath + "Ostrand.log", 1, 0);
+    }
+    int restored = 0;
+    try {
+        for (const ArchiveEntry& entry : entries) {
+            if (entry.Selected == 0) {
+                continue;
+            }
+            bool skipped = false;
+            if (RestoreEntry(settings, archive, entry, options, ui, skipped)) {
+                ++restored;
+            }
+        }
+    } catch (const std::exception& e) {
+        startup::Log(settings, std::string("{*} Restore stopped: ") + e.what());
+    }
+    if (ownLog) {
+        startup::CloseFile(settings.Files, settings.LogFileNo);
+        settings.LogFileNo = 0;
+    }
+    return restored;
+}
+
+RestoreCounts RunRestoreCommand(startup::RunSettings& settings, const std::string& archive,
+                                const std::vector<ArchiveEntry>& entries,
+                                const RestoreOptions& options, util::UiServices& ui) {
+    RestoreCounts counts;
+    counts.found = static_cast<int>(entries.size());
+    if (archive.empty()) {
+        ui.MessageBox("An archive file has not been selected.", util::Buttons::OK,
+                      util::Icon::Information, "Select Archive");
+        return counts;
+    }
+    if (entries.empty()) {
+        ui.MessageBox("No files found in currently selected archive file.", util::Buttons::OK,
+                      util::Icon::Information, "No Files");
+        return counts;
+    }
+    counts.attempted = CountSelected(entries);
+    if (counts.attempted == 0) {
+        ui.MessageBox("No files were selected for restore.", util::Buttons::OK,
+                      util::Icon::Information, "No Files");
+        return counts;
+    }
+    if (ui.MessageBox(RestoreConfirmationText(archive, entries, options), util::Buttons::YesNo,
+                      util::Icon::Question, "Restore Initiated") != util::Answer::Yes) {
+        return counts;
+    }
+    ui.SetBusy(true);
+    counts.restored = RestoreSelected(settings, archive, entries, options, ui);
+    ui.SetBusy(false);
+    counts.ran = true;
+    ui.MessageBox(RestoreSummaryText(archive, entries, counts.attempted, counts.restored),
+                  util::Buttons::OK, util::Icon::Information, "Restore Completed");
+    return counts;
+}
+
+} // namespace backup

@@ -1,0 +1,338 @@
+// The archive format: headers byte for byte, appending, listing, and what
+// damaged archives yield.
+
+#include "archive_builder.h"
+#include "backup/bar.h"
+#include "platform/clock.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <random>
+
+using namespace backup;
+using namespace backuptest;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+using testsupport::WriteFile;
+namespace fs = std::filesystem;
+
+namespace {
+
+int32_t LE32(const std::string& b, size_t at) {
+    uint32_t u = 0;
+    for (int i = 0; i < 4; ++i) {
+        u |= static_cast<uint32_t>(static_cast<uint8_t>(b[at + static_cast<size_t>(i)])) << (8 * i);
+    }
+    return static_cast<int32_t>(u);
+}
+
+int16_t LE16(const std::string& b, size_t at) {
+    return static_cast<int16_t>(static_cast<uint8_t>(b[at]) |
+                                (static_cast<uint8_t>(b[at + 1]) << 8));
+}
+
+// Sets a file's modification time to a local wall-clock time.
+void SetLocalMTime(const fs::path& p, int y, int mo, int d, int h, int mi, int s) {
+    std::tm tm{};
+    tm.tm_year = y - 1900;
+    tm.tm_mon = mo - 1;
+    tm.tm_mday = d;
+    tm.tm_hour = h;
+    tm.tm_min = mi;
+    tm.tm_sec = s;
+    tm.tm_isdst = -1;
+    auto sys = std::chrono::system_clock::from_time_t(std::mktime(&tm));
+    fs::last_write_time(p, std::chrono::file_clock::from_sys(sys));
+}
+
+std::string Add(const std::string& archive, const fs::path& source, int16_t type = 1) {
+    std::string message;
+    BaR_AddFile(archive, source.string(), type, message);
+    return message;
+}
+
+std::string Extract(const std::string& archive, const ArchiveEntry& e) {
+    std::string all = ReadFile(archive);
+    return all.substr(static_cast<size_t>(e.StartPos) - 1, static_cast<size_t>(e.FileLength));
+}
+
+} // namespace
+
+TEST(ArchiveHeader, AppendedHeaderIsLaidOutByteForByte) {
+    TempDir dir;
+    fs::path source = dir / "Ketrova.mdb";
+    WriteFile(source, "0123456789");
+    SetLocalMTime(source, 2026, 7, 1, 21, 5, 3);
+    std::string archive = (dir / "Ketrova.1.kbx").string();
+    ASSERT_EQ(Add(archive, source, 3), "Success");
+
+    std::string b = ReadFile(archive);
+    ASSERT_EQ(b.size(), 510u);
+    std::string name = source.string();
+    EXPECT_EQ(b.substr(0, name.size()), name);
+    EXPECT_EQ(b.substr(name.size(), 260 - name.size()), std::string(260 - name.size(), ' '));
+    EXPECT_EQ(LE16(b, 260), 3);
+    EXPECT_EQ(LE16(b, 262), 2);
+    EXPECT_EQ(LE32(b, 264), 10);
+    EXPECT_EQ(LE32(b, 268), 501);
+    std::string date = "7/1/2026 9:05:03 PM";
+    EXPECT_EQ(b.substr(272, 30), date + std::string(30 - date.size(), ' '));
+    EXPECT_EQ(b.substr(302, 4), std::string(4, '\0'));
+    EXPECT_EQ(b.substr(306, 194), std::string(194, '\0'));
+    EXPECT_EQ(b.substr(500), "0123456789");
+}
+
+TEST(ArchiveHeader, EncodeAndDecodeAgreeAndCutLongTexts) {
+    ArchiveEntry e;
+    e.FileName = std::string(300, 'n');
+    e.FileType = -2;
+    e.Kind = 2;
+    e.FileLength = 0x7FFFFFFF;
+    e.StartPos = -5;
+    e.FileDate = "12/31/1999 11:59:59 PM";
+    e.Selected = 1;
+    EntryBytes b = EncodeEntry(e);
+    std::string s(b.begin(), b.end());
+    EXPECT_EQ(s.substr(0, 260), std::string(260, 'n'));
+    EXPECT_EQ(static_cast<uint8_t>(s[260]), 0xFE);
+    EXPECT_EQ(static_cast<uint8_t>(s[261]), 0xFF);
+    EXPECT_EQ(LE32(s, 264), 0x7FFFFFFF);
+    EXPECT_EQ(LE32(s, 268), -5);
+    EXPECT_EQ(s.substr(306), std::string(194, '\0'));
+
+    ArchiveEntry d = DecodeEntry(b);
+    EXPECT_EQ(d.FileName, std::string(260, 'n'));
+    EXPECT_EQ(d.FileType, -2);
+    EXPECT_EQ(d.FileLength, 0x7FFFFFFF);
+    EXPECT_EQ(d.StartPos, -5);
+    EXPECT_EQ(d.FileDate.substr(0, 22), "12/31/1999 11:59:59 PM");
+    EXPECT_EQ(d.Selected, 1);
+    EXPECT_EQ(EncodeEntry(d), b);
+}
+
+TEST(ArchiveHeader, GeneralDateTextAndTypeNames) {
+    EXPECT_EQ(GeneralDateText({2026, 7, 1, 0, 0, 0}), "7/1/2026");
+    EXPECT_EQ(GeneralDateText({2026, 7, 1, 0, 5, 0}), "7/1/2026 12:05:00 AM");
+    EXPECT_EQ(GeneralDateText({2026, 12, 31, 12, 0, 9}), "12/31/2026 12:00:09 PM");
+    EXPECT_EQ(GeneralDateText({2009, 3, 14, 23, 59, 59}), "3/14/2009 11:59:59 PM");
+    EXPECT_EQ(FileTypeName(1), "Ketrova Database");
+    EXPECT_EQ(FileTypeName(2), "AutoFill Document");
+    EXPECT_EQ(FileTypeName(3), "Related File");
+    EXPECT_EQ(FileTypeName(4), "Other File");
+    EXPECT_EQ(FileTypeName(0), "Unknown");
+    EXPECT_EQ(FileTypeName(5), "Unknown");
+}
+
+TEST(ArchiveAdd, NameLongerThanTheFieldIsCut) {
+    TempDir dir;
+    fs::path folder = dir.path();
+    while (folder.string().size() < 300) {
+        folder /= std::string(40, 'd');
+    }
+    fs::create_directories(folder);
+    fs::path source = folder / "long.dat";
+    WriteFile(source, "x");
+    std::string archive = (dir / "a.kbx").string();
+    ASSERT_EQ(Add(archive, source), "Success");
+    std::vector<ArchiveEntry> entries;
+    ASSERT_EQ(BaR_ReadDirectory(archive, entries), 1);
+    EXPECT_EQ(entries[0].FileName, source.string().substr(0, 260));
+    EXPECT_EQ(entries[0].StartPos, 501);
+}
+
+TEST(ArchiveAdd, FilesFollowEachOtherAtTheStatedPositions) {
+    TempDir dir;
+    std::string archive = (dir / "a.kbx").string();
+    // Sizes around the block size: one short file, an empty file, exactly one
+    // block, a block and one byte, and several blocks with a remainder.
+    const std::vector<size_t> sizes = {7, 0, 100000, 100001, 345678};
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        WriteFile(dir / ("f" + std::to_string(i)), Pattern(sizes[i], static_cast<unsigned>(i)));
+        ASSERT_EQ(Add(archive, dir / ("f" + std::to_string(i)), static_cast<int16_t>(i)),
+                  "Success");
+    }
+    std::vector<ArchiveEntry> entries;
+    ASSERT_EQ(BaR_ReadDirectory(archive, entries), 5);
+    int64_t header = 1;
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(entries[i].FileLength, static_cast<int32_t>(sizes[i]));
+        EXPECT_EQ(entries[i].StartPos, header + 500);
+        EXPECT_EQ(entries[i].FileType, static_cast<int16_t>(i));
+        EXPECT_EQ(entries[i].Kind, 2);
+        EXPECT_EQ(Extract(archive, entries[i]), Pattern(sizes[i], static_cast<unsigned>(i)));
+        header += 500 + static_cast<int64_t>(sizes[i]);
+    }
+    // The second header right behind the first file, its data 500 further.
+    EXPECT_EQ(entries[1].StartPos, 1001 + 7);
+    EXPECT_EQ(entries[2].StartPos, 1501 + 7); // behind the bare header of the empty file
+    EXPECT_EQ(static_cast<int64_t>(fs::file_size(archive)), header - 1);
+}
+
+TEST(ArchiveAdd, MessagesForMissingSourceAndUnwritableArchive) {
+    TempDir dir;
+    std::string archive = (dir / "a.kbx").string();
+    std::string message;
+    EXPECT_FALSE(BaR_AddFile(archive, (dir / "none").string(), 1, message));
+    EXPECT_EQ(message, "File not found");
+    EXPECT_FALSE(fs::exists(archive));
+    // A folder is not a file to store.
+    EXPECT_FALSE(BaR_AddFile(archive, dir.path().string(), 1, message));
+    EXPECT_EQ(message, "File not found");
+
+    WriteFile(dir / "src", "data");
+    EXPECT_FALSE(
+        BaR_AddFile((dir / "no/such/folder/a.kbx").string(), (dir / "src").string(), 1, message));
+    EXPECT_EQ(message.rfind("Error ", 0), 0u) << message;
+    EXPECT_NE(message.find(", "), std::string::npos) << message;
+}
+
+TEST(ArchiveAdd, RelativeSourceIsStoredAsItsFullPath) {
+    TempDir dir;
+    WriteFile(dir / "rel.txt", "r");
+    auto old = fs::current_path();
+    fs::current_path(dir.path());
+    std::string message;
+    bool ok = BaR_AddFile("a.kbx", "./sub/../rel.txt", 4, message);
+    fs::current_path(old);
+    ASSERT_FALSE(ok); // "sub" does not exist: the name does not lead to a file
+    fs::create_directory(dir / "sub");
+    fs::current_path(dir.path());
+    ok = BaR_AddFile("a.kbx", "./sub/../rel.txt", 4, message);
+    fs::current_path(old);
+    ASSERT_TRUE(ok) << message;
+    std::vector<ArchiveEntry> entries;
+    ASSERT_EQ(BaR_ReadDirectory((dir / "a.kbx").string(), entries), 1);
+    EXPECT_EQ(entries[0].FileName.substr(0, (dir / "rel.txt").string().size() + 1),
+              (dir / "rel.txt").string() + " ");
+}
+
+TEST(ArchiveList, MissingAndEmptyArchivesHoldNothing) {
+    TempDir dir;
+    std::vector<ArchiveEntry> entries(3);
+    EXPECT_EQ(BaR_ReadDirectory((dir / "missing.kbx").string(), entries), 0);
+    EXPECT_TRUE(entries.empty());
+    WriteFile(dir / "empty.kbx", "");
+    EXPECT_EQ(BaR_ReadDirectory((dir / "empty.kbx").string(), entries), 0);
+    EXPECT_EQ(BaR_ReadDirectory(dir.path().string(), entries), 0);
+}
+
+// Damaged archives: how many entries each lists, and that the walk ends.
+TEST(ArchiveList, DamagedArchives) {
+    struct Case {
+        const char* name;
+        std::string bytes;
+        int16_t expected;
+    };
+    auto good = [] {
+        std::string a;
+        AppendFile(a, "C:\\Ketrova\\db\\Ketrova.mdb", Pattern(1000));
+        return a;
+    };
+    auto withHeader = [&](int32_t length, const std::string& data) {
+        std::string a = good();
+        RawHeader h;
+        h.name = "C:\\Ketrova\\db\\Version";
+        h.length = length;
+        AppendRaw(a, h, data);
+        return a;
+    };
+    std::vector<Case> cases;
+    cases.push_back({"one byte", "x", 0});
+    cases.push_back({"half a header", good().substr(0, 250), 0});
+    cases.push_back({"header cut in the second entry", good() + std::string(499, ' '), 1});
+    cases.push_back({"data cut short", good().substr(0, 900), 1});
+    cases.push_back({"second entry's data cut short", withHeader(5000, "abc"), 2});
+    cases.push_back({"length reaching far past the end", withHeader(0x7FFFFFFF, ""), 2});
+    cases.push_back({"negative length", withHeader(-1, std::string(600, 'z')), 1});
+    cases.push_back({"length that would stand still", withHeader(-500, std::string(600, 'z')), 1});
+    cases.push_back({"most negative length", withHeader(INT32_MIN, std::string(600, 'z')), 1});
+    cases.push_back({"bare zero header", std::string(500, '\0'), 1});
+    cases.push_back({"zero headers and nothing else", std::string(5000, '\0'), 10});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        WriteFile(dir / "a.kbx", c.bytes);
+        std::vector<ArchiveEntry> entries;
+        EXPECT_EQ(BaR_ReadDirectory((dir / "a.kbx").string(), entries), c.expected);
+        EXPECT_EQ(entries.size(), static_cast<size_t>(c.expected));
+    }
+}
+
+TEST(ArchiveList, CountStopsAtTheLargest16BitNumber) {
+    TempDir dir;
+    // Bare headers only: the cheapest way to hold more entries than fit.
+    WriteFile(dir / "a.kbx", std::string(500u * 32770u, '\0'));
+    std::vector<ArchiveEntry> entries;
+    EXPECT_EQ(BaR_ReadDirectory((dir / "a.kbx").string(), entries), 32767);
+}
+
+TEST(ArchiveList, WindowsWrittenArchiveReads) {
+    TempDir dir;
+    std::string a;
+    AppendFile(a, "C:\\Ketrova\\db\\Ketrova.mdb", Pattern(123456, 7));
+    AppendFile(a, "C:\\Ketrova\\db\\Version", "9\r\n");
+    AppendFile(a, "C:\\Ketrova\\Letters\\Welcome.doc", Pattern(10, 3), 2);
+    WriteFile(dir / "Ketrova.20090314.kbx", a);
+    std::vector<ArchiveEntry> entries;
+    ASSERT_EQ(BaR_ReadDirectory((dir / "Ketrova.20090314.kbx").string(), entries), 3);
+    EXPECT_EQ(entries[0].FileName.substr(0, 27), "C:\\Ketrova\\db\\Ketrova.mdb  ");
+    EXPECT_EQ(entries[0].FileName.size(), 260u);
+    EXPECT_EQ(entries[0].FileDate.substr(0, 21), "3/14/2009 4:05:06 PM ");
+    EXPECT_EQ(entries[1].StartPos, 501 + 123456 + 500);
+    EXPECT_EQ(entries[1].FileLength, 3);
+    EXPECT_EQ(entries[2].FileType, 2);
+    EXPECT_EQ(Extract((dir / "Ketrova.20090314.kbx").string(), entries[2]), Pattern(10, 3));
+}
+
+// Random truncations and overwritten bytes: listing and restoring every
+// listed entry must end, stay within the archive and never crash.
+TEST(ArchiveList, RandomDamageNeverHangsOrReadsOutside) {
+    std::string original;
+    AppendFile(original, "C:\\Ketrova\\db\\Ketrova.mdb", Pattern(3000, 1));
+    AppendFile(original, "/home/anna/Version", "9");
+    AppendFile(original, "C:\\x", Pattern(700, 2), 3);
+    std::mt19937 rng(20261122);
+    TempDir dir;
+    const std::string archive = (dir / "a.kbx").string();
+    const std::string target = (dir / "out").string();
+    startup::RunSettings settings;
+    for (int round = 0; round < 400; ++round) {
+        std::string bytes = original;
+        if (round % 2 == 0) {
+            bytes.resize(rng() % bytes.size());
+        }
+        int flips = 1 + static_cast<int>(rng() % 8);
+        for (int i = 0; i < flips && !bytes.empty(); ++i) {
+            // Mostly the numeric fields, where damage changes the walk.
+            size_t header = (rng() % 3) * 500;
+            size_t at = rng() % 4 == 0 ? rng() % bytes.size() : header + 260 + rng() % 12;
+            if (at < bytes.size()) {
+                bytes[at] = static_cast<char>(rng());
+            }
+        }
+        WriteFile(archive, bytes);
+        std::vector<ArchiveEntry> entries;
+        int16_t n = BaR_ReadDirectory(archive, entries);
+        ASSERT_LE(n, 4) << "round " << round;
+        for (const ArchiveEntry& e : entries) {
+            ASSERT_GE(e.FileLength, 0);
+            std::error_code ec;
+            fs::remove(target, ec);
+            bool ok = BaR_Restore_File(settings, archive, target, e.StartPos, e.FileLength);
+            bool inside = e.StartPos >= 1 && static_cast<int64_t>(e.StartPos) - 1 + e.FileLength <=
+                                                 static_cast<int64_t>(bytes.size());
+            ASSERT_EQ(ok, inside) << "round " << round;
+            if (ok) {
+                ASSERT_EQ(ReadFile(target), bytes.substr(static_cast<size_t>(e.StartPos) - 1,
+                                                         static_cast<size_t>(e.FileLength)));
+            } else {
+                ASSERT_FALSE(fs::exists(target)) << "a failed restore left a file behind";
+            }
+        }
+    }
+}

@@ -1,0 +1,395 @@
+// Restoring: the engine's single-file and restore-all operations, where the
+// restore procedure puts each entry, what it does with files already there,
+// and its boxes.
+
+#include "archive_builder.h"
+#include "backup/bar.h"
+#include "backup/restore.h"
+#include "startup/registry.h"
+#include "startup/run_log.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace backup;
+using namespace backuptest;
+using testsupport::ReadFile;
+using testsupport::TempDir;
+using testsupport::WriteFile;
+namespace fs = std::filesystem;
+
+namespace {
+
+// A program folder with its own registry store, as a run would have it.
+struct RunFolder {
+    TempDir dir;
+    startup::RunSettings settings;
+    RunFolder() {
+        fs::create_directory(dir / "app");
+        settings.AppPath = dir.str() + "app/";
+        settings.RegistryFile = dir.str() + "registry.reg";
+    }
+    std::string Log() const { return ReadFile(dir / "app/Ostrand.log"); }
+    std::string Path(const std::string& name) const { return dir.str() + name; }
+};
+
+std::vector<ArchiveEntry> List(const std::string& archive, bool tickAll = true) {
+    std::vector<ArchiveEntry> entries;
+    BaR_ReadDirectory(archive, entries);
+    for (auto& e : entries) {
+        e.Selected = tickAll ? 1 : 0;
+    }
+    return entries;
+}
+
+// Records every box and answers YesNo with a chosen answer.
+class ScriptedUi : public util::UiServices {
+public:
+    util::Answer answer = util::Answer::Yes;
+    std::vector<std::string> titles;
+    std::vector<std::string> texts;
+    std::vector<bool> busy;
+    int events = 0;
+    void DoEvents() override { ++events; }
+    void SetBusy(bool on) override { busy.push_back(on); }
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon,
+                            const std::string& title) override {
+        titles.push_back(title);
+        texts.push_back(text);
+        return buttons == util::Buttons::YesNo ? answer : util::Answer::OK;
+    }
+};
+
+} // namespace
+
+TEST(RestoreFile, WritesTheLogBlockAndTheBytesInPlace) {
+    RunFolder run;
+    std::string data = Pattern(250000, 4);
+    std::string a;
+    AppendFile(a, "x", data);
+    WriteFile(run.dir / "a.kbx", a);
+    // A longer file already there keeps its tail: the caller decides on deletion.
+    WriteFile(run.dir / "t.bin", std::string(250010, '#'));
+    startup::RunSettings& s = run.settings;
+    s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+    EXPECT_TRUE(BaR_Restore_File(s, "  " + run.Path("a.kbx") + "   ", run.Path("t.bin") + "   ",
+                                 501, 250000));
+    startup::CloseFile(s.Files, s.LogFileNo);
+    s.LogFileNo = 0;
+    EXPECT_EQ(ReadFile(run.dir / "t.bin"), data + std::string(10, '#'));
+    EXPECT_EQ(run.Log(), "--- BaR_Restore_File ------------------------------\r\n"
+                         "{ } Restoring from        : " +
+                             run.Path("a.kbx") +
+                             "\r\n"
+                             "{ } Restoring file        : " +
+                             run.Path("t.bin") +
+                             "\r\n"
+                             "{ } Start position        : 501\r\n"
+                             "{ } File length           : 250000\r\n"
+                             "{ } 100k chunks           : 2\r\n"
+                             "{ } Remainder             : 50000\r\n");
+}
+
+TEST(RestoreFile, FailsOnShortDataMissingArchiveAndBadPositions) {
+    RunFolder run;
+    std::string a;
+    AppendFile(a, "x", "abc");
+    WriteFile(run.dir / "a.kbx", a);
+    auto& s = run.settings;
+    const std::string arc = run.Path("a.kbx");
+    const std::string out = run.Path("out");
+    EXPECT_FALSE(BaR_Restore_File(s, arc, out, 501, 4)); // one byte past the end
+    EXPECT_FALSE(BaR_Restore_File(s, arc, out, 0, 3));
+    EXPECT_FALSE(BaR_Restore_File(s, arc, out, 501, -1));
+    EXPECT_FALSE(BaR_Restore_File(s, run.Path("none.kbx"), out, 501, 3));
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_FALSE(BaR_Restore_File(s, arc, run.Path("no/folder/out"), 501, 3));
+    EXPECT_TRUE(BaR_Restore_File(s, arc, out, 501, 3));
+    EXPECT_EQ(ReadFile(out), "abc");
+    EXPECT_TRUE(BaR_Restore_File(s, arc, run.Path("empty"), 503, 0));
+    EXPECT_EQ(fs::file_size(run.Path("empty")), 0u);
+}
+
+TEST(RestoreAll, RestoresDatabaseEntriesOverOldFilesAndReportsAnyFailure) {
+    RunFolder run;
+    fs::create_directory(run.dir / "db");
+    const std::string mdb = run.Path("db/Ketrova.mdb");
+    const std::string version = run.Path("db/Version");
+    const std::string letter = run.Path("db/letter.doc");
+    WriteFile(mdb, std::string(90000, 'o')); // longer than what comes back
+    WriteFile(mdb + "-journal", "stale");
+    std::string a;
+    AppendFile(a, mdb, Pattern(5000, 9));
+    AppendFile(a, letter, "not a database", 3);
+    AppendFile(a, version, "9");
+    WriteFile(run.dir / "a.kbx", a);
+
+    EXPECT_TRUE(BaR_RestoreAll(run.settings, run.Path("a.kbx")));
+    EXPECT_EQ(ReadFile(mdb), Pattern(5000, 9));
+    EXPECT_FALSE(fs::exists(mdb + "-journal")) << "a stale journal would roll back into it";
+    EXPECT_EQ(ReadFile(version), "9");
+    EXPECT_FALSE(fs::exists(letter));
+
+    // The first entry's data is cut short: it fails, the second still comes back.
+    std::string broken;
+    RawHeader h;
+    h.name = mdb;
+    h.length = 100;
+    h.start = 501 + 600; // points into the next entry's header and past the end
+    AppendRaw(broken, h, std::string(100, 'm'));
+    AppendFile(broken, version, "8");
+    WriteFile(run.dir / "b.kbx", broken);
+    EXPECT_FALSE(BaR_RestoreAll(run.settings, run.Path("b.kbx")));
+    EXPECT_EQ(ReadFile(version), "8");
+
+    // A name with no place on this system fails instead of landing in the working folder.
+    std::string windows;
+    AppendFile(windows, "C:\\Ketrova\\db\\Ketrova.mdb", "w");
+    WriteFile(run.dir / "w.kbx", windows);
+    EXPECT_FALSE(BaR_RestoreAll(run.settings, run.Path("w.kbx")));
+    EXPECT_TRUE(BaR_RestoreAll(run.settings, run.Path("missing.kbx")));
+}
+
+TEST(RestoreTarget, NamesInOriginalAndRedirectedRestores) {
+    struct Case {
+        const char* stored;
+        const char* redirect;
+        std::optional<std::string> expected;
+    };
+    const std::vector<Case> cases = {
+        {"/home/anna/Ketrova/Ketrova.mdb    ", "", "/home/anna/Ketrova/Ketrova.mdb"},
+        {"C:\\Ketrova\\db\\Ketrova.mdb", "", std::nullopt},
+        {"relative/file", "", std::nullopt},
+        {"/home/anna/../../etc/passwd", "", std::nullopt},
+        {"C:\\Ketrova\\db\\Ketrova.mdb", "/r", "/r/Ketrova/db/Ketrova.mdb"},
+        {"C:\\Ketrova\\db\\Ketrova.mdb", "/r/", "/r/Ketrova/db/Ketrova.mdb"},
+        {"c:/Ketrova/Version", "/r", "/r/Ketrova/Version"},
+        {"/home/anna/Ketrova.mdb", "/r", "/r/home/anna/Ketrova.mdb"},
+        {"\\\\server\\share\\f.doc", "/r", "/r/server/share/f.doc"},
+        {"Ketrova.mdb", "/r", "/r/Ketrova.mdb"},
+        {"C:\\Ketrova\\.\\db\\x", "/r", "/r/Ketrova/./db/x"},
+        {"C:\\Ketrova\\..\\..\\etc\\passwd", "/r", std::nullopt},
+        {"..\\outside", "/r", std::nullopt},
+        {"C:\\a\\..", "/r", std::nullopt},
+        {"/a/b/..\\..\\..\\x", "/r", std::nullopt},
+        {"C:", "/r", std::nullopt},
+        {"C:\\", "/r", std::nullopt},
+        {"C:D:\\x", "/r", std::nullopt},
+        {"C:\\Ketrova\\db\\", "/r", std::nullopt},
+        {"        ", "/r", std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.stored) + " -> " + c.redirect);
+        EXPECT_EQ(RestoreTargetName(c.stored, c.redirect), c.expected);
+    }
+    // A name field a writer filled with NULs instead of blanks.
+    EXPECT_EQ(RestoreTargetName(std::string("/d/x\0\0\0", 7), ""), "/d/x");
+}
+
+TEST(RestoreTarget, RenameTakesTheFirstFreeName) {
+    TempDir dir;
+    const std::string t = dir.str() + "Ketrova.mdb";
+    EXPECT_EQ(RenamedTarget(t), t + ".restored");
+    WriteFile(t + ".restored", "");
+    EXPECT_EQ(RenamedTarget(t), t + ".restored.0");
+    WriteFile(t + ".restored.0", "");
+    fs::create_symlink(dir / "nowhere", t + ".restored.1"); // dangling, still taken
+    EXPECT_EQ(RenamedTarget(t), t + ".restored.2");
+}
+
+TEST(RestoreSelected, ExistingFilesAreSkippedRenamedOrOverwritten) {
+    RunFolder run;
+    fs::create_directory(run.dir / "orig");
+    const std::string a1 = run.Path("orig/a.txt");
+    const std::string b1 = run.Path("orig/b.txt");
+    std::string a;
+    AppendFile(a, a1, "new a", 4);
+    AppendFile(a, b1, "new b", 4);
+    WriteFile(run.dir / "x.kbx", a);
+    const std::string arc = run.Path("x.kbx");
+    auto entries = List(arc);
+    ScriptedUi ui;
+
+    WriteFile(a1, "old a, and longer");
+    RestoreOptions opt;
+    opt.Existing = ExistingFiles::Skip;
+    EXPECT_EQ(RestoreSelected(run.settings, arc, entries, opt, ui), 1);
+    EXPECT_EQ(ReadFile(a1), "old a, and longer");
+    EXPECT_EQ(ReadFile(b1), "new b");
+    EXPECT_EQ(ui.events, 2);
+    EXPECT_EQ(run.settings.LogFileNo, 0);
+
+    opt.Existing = ExistingFiles::Rename;
+    WriteFile(a1 + ".restored", "taken");
+    EXPECT_EQ(RestoreSelected(run.settings, arc, entries, opt, ui), 2);
+    EXPECT_EQ(ReadFile(a1), "old a, and longer");
+    EXPECT_EQ(ReadFile(a1 + ".restored.0"), "new a");
+    EXPECT_EQ(ReadFile(b1 + ".restored"), "new b");
+    EXPECT_NE(run.Log().find("{ } Restore succeeded for : " + a1 + ".restored.0\r\n"),
+              std::string::npos);
+
+    opt.Existing = ExistingFiles::Overwrite;
+    entries[1].Selected = 0;
+    EXPECT_EQ(RestoreSelected(run.settings, arc, entries, opt, ui), 1);
+    EXPECT_EQ(ReadFile(a1), "new a") << "no tail of the longer old file";
+    // The log is fresh for each run and holds this run only.
+    EXPECT_EQ(run.Log().find(".restored"), std::string::npos);
+}
+
+TEST(RestoreSelected, WindowsArchiveRedirectedBelowAFolderWithoutTrailingSeparator) {
+    RunFolder run;
+    std::string a;
+    AppendFile(a, "C:\\Ketrova\\db\\Ketrova.mdb", Pattern(230000, 5));
+    AppendFile(a, "C:\\Ketrova\\db\\Version", "9");
+    AppendFile(a, "C:\\Ketrova\\..\\..\\..\\etc\\evil", "pwned", 4);
+    AppendFile(a, "D:\\Letters\\Welcome.doc", "hello", 2);
+    WriteFile(run.dir / "Ketrova.1.kbx", a);
+    const std::string arc = run.Path("Ketrova.1.kbx");
+    auto entries = List(arc);
+    ASSERT_EQ(entries.size(), 4u);
+    startup::RunSettings& s = run.settings;
+    s.AltDB = "Branch2";
+    RestoreOptions opt;
+    opt.RedirectFolder = run.Path("restored"); // no trailing separator; created on demand
+    opt.LinkDatabase = true;
+    ScriptedUi ui;
+    EXPECT_EQ(RestoreSelected(s, arc, entries, opt, ui), 3);
+    const std::string db = run.Path("restored/Ketrova/db/");
+    EXPECT_EQ(ReadFile(db + "Ketrova.mdb"), Pattern(230000, 5));
+    EXPECT_EQ(ReadFile(db + "Version"), "9");
+    EXPECT_EQ(ReadFile(run.dir / "restored/Letters/Welcome.doc"), "hello");
+    for (const auto& p : fs::recursive_directory_iterator(run.dir.path())) {
+        EXPECT_NE(p.path().filename(), "evil") << p.path();
+    }
+    const std::string log = run.Log();
+    EXPECT_NE(log.find("{*} Restore failed for    : C:\\Ketrova\\..\\..\\..\\etc\\evil\r\n"),
+              std::string::npos);
+    EXPECT_NE(log.find("{ } Restore succeeded for : " + db + "Ketrova.mdb\r\n"), std::string::npos);
+    EXPECT_EQ(startup::RegReadString(startup::MachineRegistry(s), startup::DatabasesKey, "Branch2"),
+              db);
+}
+
+TEST(RestoreSelected, RedirectNeverFollowsALinkOutOfTheFolder) {
+    RunFolder run;
+    fs::create_directories(run.dir / "outside");
+    fs::create_directories(run.dir / "target");
+    fs::create_directory_symlink(run.dir / "outside", run.dir / "target/Ketrova");
+    fs::create_symlink(run.dir / "outside/planted", run.dir / "target/planted");
+    std::string a;
+    AppendFile(a, "C:\\Ketrova\\db\\Ketrova.mdb", "via folder link");
+    AppendFile(a, "C:\\planted", "via file link");
+    WriteFile(run.dir / "a.kbx", a);
+    auto entries = List(run.Path("a.kbx"));
+    RestoreOptions opt;
+    opt.RedirectFolder = run.Path("target");
+    opt.Existing = ExistingFiles::Overwrite;
+    ScriptedUi ui;
+    // The file link is replaced by a file of its own; nothing lands outside.
+    EXPECT_EQ(RestoreSelected(run.settings, run.Path("a.kbx"), entries, opt, ui), 1);
+    EXPECT_TRUE(fs::is_empty(run.dir / "outside"));
+    EXPECT_FALSE(fs::is_symlink(run.dir / "target/planted"));
+    EXPECT_EQ(ReadFile(run.dir / "target/planted"), "via file link");
+}
+
+TEST(RestoreSelected, DatabaseLinkOnlyWhenAskedAndOnlyForTheDatabaseFile) {
+    RunFolder run;
+    std::string a;
+    AppendFile(a, "C:\\Data\\KETROVA.MDB", "db");
+    AppendFile(a, "C:\\Data\\Ketrova.mdb.bak", "bak");
+    WriteFile(run.dir / "a.kbx", a);
+    auto entries = List(run.Path("a.kbx"));
+    auto reg = startup::MachineRegistry(run.settings);
+    RestoreOptions opt;
+    opt.RedirectFolder = run.Path("r1/");
+    ScriptedUi ui;
+    EXPECT_EQ(RestoreSelected(run.settings, run.Path("a.kbx"), entries, opt, ui), 2);
+    EXPECT_EQ(startup::RegReadString(reg, startup::DatabasesKey, "Default"), "");
+    opt.LinkDatabase = true;
+    opt.RedirectFolder = run.Path("r2");
+    entries[0].Selected = 0;
+    EXPECT_EQ(RestoreSelected(run.settings, run.Path("a.kbx"), entries, opt, ui), 1);
+    EXPECT_EQ(startup::RegReadString(reg, startup::DatabasesKey, "Default"), "");
+    entries[0].Selected = 1;
+    EXPECT_EQ(RestoreSelected(run.settings, run.Path("a.kbx"), entries, opt, ui), 2);
+    EXPECT_EQ(startup::RegReadString(reg, startup::DatabasesKey, "Default"), run.Path("r2/Data/"));
+}
+
+TEST(RestoreBoxes, ConfirmationAndSummaryTexts) {
+    std::vector<ArchiveEntry> entries(3);
+    entries[0].Selected = 1;
+    entries[2].Selected = -1;
+    RestoreOptions opt;
+    opt.Existing = ExistingFiles::Overwrite;
+    opt.RedirectFolder = "/srv/restore";
+    opt.LinkDatabase = true;
+    EXPECT_EQ(RestoreConfirmationText("/b/Ketrova.1.kbx", entries, opt),
+              "Starting restore from /b/Ketrova.1.kbx\n\n"
+              "Total files in found in archive : 3\n"
+              "Total files attempting to restore : 2\n\n"
+              "If database is restored it will be linked as the active database.\n"
+              "Existing files will be overwrittten.\n"
+              "Restore will be redirected to /srv/restore\n\n"
+              "Do you wish to proceed with this restore?");
+    opt = RestoreOptions{};
+    opt.Existing = ExistingFiles::Skip;
+    std::string skip = RestoreConfirmationText("a", entries, opt);
+    EXPECT_NE(skip.find("\nIf database is restored it will NOT be linked as the active "
+                        "database.\nExisting files will be skipped.\nFiles will be restored to "
+                        "original location.\n\n"),
+              std::string::npos);
+    opt.Existing = ExistingFiles::Rename;
+    EXPECT_NE(RestoreConfirmationText("a", entries, opt)
+                  .find("\nRestored files will be renamed if file already exists.\n"),
+              std::string::npos);
+
+    EXPECT_EQ(RestoreSummaryText("/b/Ketrova.1.kbx", entries, 3, 2),
+              "Restore completed from /b/Ketrova.1.kbx\n\n"
+              "Files in found in archive : 3\n"
+              "Files attempted for restore : 3\n"
+              "Files successfully restored : 2\n"
+              "Percent Successful: 67\n\n"
+              "Press OK to continue.");
+    EXPECT_NE(RestoreSummaryText("a", entries, 8, 1).find("Percent Successful: 13\n"),
+              std::string::npos);
+    EXPECT_NE(RestoreSummaryText("a", entries, 0, 0).find("Percent Successful: 0\n"),
+              std::string::npos);
+}
+
+TEST(RestoreCommand, BoxesInOrderAndNoStopsBeforeAnyWrite) {
+    RunFolder run;
+    std::string a;
+    AppendFile(a, "C:\\k\\f.txt", "f");
+    WriteFile(run.dir / "a.kbx", a);
+    const std::string arc = run.Path("a.kbx");
+    RestoreOptions opt;
+    opt.RedirectFolder = run.Path("out");
+
+    ScriptedUi none;
+    EXPECT_FALSE(RunRestoreCommand(run.settings, "", List(arc), opt, none).ran);
+    EXPECT_FALSE(RunRestoreCommand(run.settings, arc, {}, opt, none).ran);
+    EXPECT_FALSE(RunRestoreCommand(run.settings, arc, List(arc, false), opt, none).ran);
+    EXPECT_EQ(none.titles, (std::vector<std::string>{"Select Archive", "No Files", "No Files"}));
+    EXPECT_EQ(none.texts,
+              (std::vector<std::string>{"An archive file has not been selected.",
+                                        "No files found in currently selected archive file.",
+                                        "No files were selected for restore."}));
+
+    ScriptedUi no;
+    no.answer = util::Answer::No;
+    RestoreCounts c = RunRestoreCommand(run.settings, arc, List(arc), opt, no);
+    EXPECT_FALSE(c.ran);
+    EXPECT_EQ(no.titles, std::vector<std::string>{"Restore Initiated"});
+    EXPECT_FALSE(fs::exists(run.dir / "out"));
+
+    ScriptedUi yes;
+    c = RunRestoreCommand(run.settings, arc, List(arc), opt, yes);
+    EXPECT_TRUE(c.ran);
+    EXPECT_EQ(c.found, 1);
+    EXPECT_EQ(c.attempted, 1);
+    EXPECT_EQ(c.restored, 1);
+    EXPECT_EQ(yes.titles, (std::vector<std::string>{"Restore Initiated", "Restore Completed"}));
+    EXPECT_EQ(yes.busy, (std::vector<bool>{true, false}));
+    EXPECT_EQ(ReadFile(run.dir / "out/k/f.txt"), "f");
+}
