@@ -218,7 +218,7 @@ std::string Render(Decimal d, const Section& sec) {
         std::string grouped;
         size_t lead = integer.size() % 3;
         for (size_t i = 0; i < integer.size(); ++i) {
-            if (i != 0 && (i - lead) % 3 == 0) {
+            if (i != 0 && (i + 3 - lead) % 3 == 0) {
                 grouped.push_back(',');
             }
             grouped.push_back(integer[i]);
