@@ -469,8 +469,8 @@ Date cShared_Amort::FirstDueDate() const {
 
 bool cShared_Amort::MakePayment(Date DatePaid, std::string_view CheckNumber, float ExtraPrincipal,
                                 float AmountPaid) {
-    if (currentPeriod_ < 1 || currentPeriod_ > PeriodCount() || !std::isfinite(ExtraPrincipal) ||
-        !std::isfinite(AmountPaid)) {
+    if (!isBuilt_ || currentPeriod_ < 1 || currentPeriod_ > PeriodCount() ||
+        !std::isfinite(ExtraPrincipal) || !std::isfinite(AmountPaid)) {
         return false;
     }
     PeriodRecord& p = At(currentPeriod_);

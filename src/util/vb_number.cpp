@@ -18,6 +18,12 @@ template <class T> std::string ToText(T value, int digits) {
         return "0";
     }
     char buf[48];
+    // Whole numbers below the E-notation limit are common in schedules
+    // (terms, rates, zero amounts) and print as plain integers, much faster.
+    if (std::fabs(value) < (digits == 7 ? T(1e7) : T(1e15)) && value == std::trunc(value)) {
+        auto res = std::to_chars(buf, buf + sizeof buf, static_cast<long long>(value));
+        return std::string(buf, res.ptr);
+    }
     auto res = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general, digits);
     std::string text(buf, res.ptr);
     auto e = text.find('e');
@@ -113,6 +119,15 @@ bool Normalise(std::string_view text, std::string& out, int& magnitude, bool& ze
 }
 
 template <class T> std::optional<T> FromText(std::string_view text) {
+    // The form this module writes reads directly; every other form is
+    // brought to it first.
+    if (!text.empty() && ((text[0] >= '0' && text[0] <= '9') || text[0] == '-' || text[0] == '.')) {
+        T value{};
+        auto res = std::from_chars(text.data(), text.data() + text.size(), value);
+        if (res.ec == std::errc() && res.ptr == text.data() + text.size() && std::isfinite(value)) {
+            return value;
+        }
+    }
     std::string norm;
     int magnitude = 0;
     bool zero = false;

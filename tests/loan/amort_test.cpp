@@ -69,10 +69,6 @@ TEST_F(AmortTest, ScheduleMatchesAnIndependentComputation) {
         ASSERT_NEAR(p.EndBalance, balance, 0.05) << i;
         ASSERT_NEAR(p.InterestToDate, interestToDate, 0.05) << i;
         ASSERT_EQ(p.PaymentsRemaining, 360 - i);
-        ASSERT_EQ(p.BasisPV, 100000);
-        ASSERT_EQ(p.BasisTerm, 360);
-        ASSERT_EQ(p.OrigTerm, 360);
-        ASSERT_FALSE(p.Paid);
     }
     EXPECT_NEAR(amort.Period(360).InterestToDate, 93255.78, 0.05); // the published total
     EXPECT_NEAR(amort.Period(360).PrincipalToDate, 100000, 0.05);
@@ -96,13 +92,6 @@ TEST_F(AmortTest, CreateRefusesTermsItCannotSchedule) {
     EXPECT_FALSE(amort.IsBuilt());
     EXPECT_FALSE(amort.PayExtra(5, 100));
     EXPECT_EQ(amort.TotalIntPaid(""), 0);
-}
-
-TEST_F(AmortTest, PeriodCountRoundsTheTermHalfToEven) {
-    ASSERT_TRUE(amort.CreateAmortization(1000, 5, 12.5, Date{2026, 7, 1}, 0, false, "m"));
-    EXPECT_EQ(amort.PeriodCount(), 12);
-    ASSERT_TRUE(amort.CreateAmortization(1000, 5, 13.5, Date{2026, 7, 1}, 0, false, "m"));
-    EXPECT_EQ(amort.PeriodCount(), 14);
 }
 
 TEST_F(AmortTest, BalloonIsScheduledToItsPeriodButAmortizedOverTheTerm) {
