@@ -3,14 +3,40 @@
 
 #include "app/cli_common.h"
 #include "maintenance/compact.h"
+#include "maintenance/diagnostics.h"
 #include "maintenance/sysinfo.h"
+#include "platform/clock.h"
 #include "startup/locator.h"
 #include "startup/registry.h"
 #include "util/strings.h"
 
 #include <iostream>
+#include <memory>
 
 namespace cli {
+
+namespace {
+
+// Notes whether the report was given up: the low-space question answered
+// Cancel, or the report file could not be made (the only critical message).
+class RefusalWatch final : public util::UiServices {
+public:
+    explicit RefusalWatch(util::UiServices& inner) : inner_(inner) {}
+    void DoEvents() override { inner_.DoEvents(); }
+    void SetBusy(bool on) override { inner_.SetBusy(on); }
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+                            const std::string& title) override {
+        const util::Answer answer = inner_.MessageBox(text, buttons, icon, title);
+        refused = refused || answer == util::Answer::Cancel || icon == util::Icon::Critical;
+        return answer;
+    }
+    bool refused = false;
+
+private:
+    util::UiServices& inner_;
+};
+
+} // namespace
 
 void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
     CLI::App* compact = app.add_subcommand(
@@ -29,6 +55,31 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
         s.LogFileNo = 0;
         std::cout << util::Replace(message, "\r\n", "\n") << "\n";
         ctx.exitCode = ok ? 0 : 1;
+    });
+
+    auto yes = std::make_shared<bool>(false);
+    auto view = std::make_shared<bool>(false);
+    CLI::App* diag = app.add_subcommand(
+        "diag", "Write the troubleshooting report (Ostrand.log in the program folder), "
+                "repairing NULL values and stray log rows on the way, and print its path");
+    diag->add_flag("--yes", *yes, "Answer OK when asked about low disk space (else Cancel)");
+    diag->add_flag("--view", *view, "Open the finished report in the desktop's viewer");
+    AddAltDbOption(diag, ctx);
+    diag->callback([&ctx, yes, view] {
+        PrepareSettings(ctx);
+        startup::RunSettings& s = ctx.settings;
+        TerminalUi terminal(*yes);
+        RefusalWatch ui(terminal);
+        maintenance::SystemProbe probe(*view);
+        platform::SystemClock clock;
+        db::Connection connection;
+        maintenance::RunDiagnostics(s, connection, ui, clock, probe);
+        if (ui.refused) {
+            ctx.exitCode = 1;
+            return;
+        }
+        std::cout << s.AppPath << "Ostrand.log\n";
+        ctx.exitCode = 0;
     });
 
     CLI::App* sysinfo = app.add_subcommand(

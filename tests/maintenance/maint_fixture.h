@@ -15,6 +15,22 @@
 
 namespace mainttest {
 
+// The lines of a text ended by CR LF, without their ends.
+inline std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find("\r\n", start);
+        if (end == std::string::npos) {
+            lines.push_back(text.substr(start));
+            break;
+        }
+        lines.push_back(text.substr(start, end - start));
+        start = end + 2;
+    }
+    return lines;
+}
+
 class MaintTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -34,21 +50,6 @@ protected:
             std::fflush(settings.Files.Get(settings.LogFileNo));
         }
         return SplitLines(testsupport::ReadFile(dir / "Ostrand.log"));
-    }
-
-    static std::vector<std::string> SplitLines(const std::string& text) {
-        std::vector<std::string> lines;
-        size_t start = 0;
-        while (start < text.size()) {
-            size_t end = text.find("\r\n", start);
-            if (end == std::string::npos) {
-                lines.push_back(text.substr(start));
-                break;
-            }
-            lines.push_back(text.substr(start, end - start));
-            start = end + 2;
-        }
-        return lines;
     }
 
     void Exec(const std::string& sql) { connection.Execute(sql); }
