@@ -1,0 +1,60 @@
+#pragma once
+// Bringing the suite's database up to the current version: backup into a
+// temporary archive, structure steps against the template, the version's
+// data migrations, the configuration defaults, the new version file, and the
+// backup put back when anything fails.
+
+#include "db/connection.h"
+#include "db/schema.h"
+#include "platform/clock.h"
+#include "startup/run_settings.h"
+#include "upgrade/upgrade_steps.h"
+#include "util/services.h"
+
+#include <cstdint>
+#include <string>
+
+namespace upgrade {
+
+// The upgrade's operations on the real database, archive and files. Kept
+// public so that tests can make a chosen step fail after it has done its work.
+class DatabaseUpgradeSteps : public UpgradeSteps {
+public:
+    DatabaseUpgradeSteps(startup::RunSettings& settings, db::Connection& connection,
+                         util::UiServices& ui, const platform::Clock& clock);
+
+    int16_t ReadVersion() override;
+    bool LoadTemplate() override;
+    std::string NewArchiveName() override;
+    bool AddToArchive(const std::string& archive, const std::string& file) override;
+    bool OpenDatabase() override;
+    bool CleanNullFields() override;
+    bool DeleteIndexes() override;
+    bool ReadSchema() override;
+    bool CompareSchema() override;
+    bool AddFields() override;
+    bool UpdateFields() override;
+    void RunMigrations(int16_t version) override;
+    bool DeleteObsoleteFields() override;
+    bool DeleteObsoleteTables() override;
+    bool AddIndexes() override;
+    bool WriteConfiguration(int16_t version) override;
+    void CloseDatabase() override;
+    bool WriteVersionFile(const std::string& folder) override;
+    bool RestoreArchive(const std::string& archive) override;
+
+private:
+    startup::RunSettings& settings_;
+    db::Connection& connection_;
+    util::UiServices& ui_;
+    const platform::Clock& clock_;
+    db::SchemaLists lists_;
+};
+
+// Upgrades the database of settings.DBPath on `connection` (which must not be
+// open; it is closed again at the end). The caller opens and closes the run
+// log around it. True when the database is now current.
+bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
+               util::UiServices& ui, const platform::Clock& clock);
+
+} // namespace upgrade
