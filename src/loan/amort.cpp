@@ -14,8 +14,6 @@ namespace {
 // Period numbers are 16-bit in the suite's stored schedules.
 constexpr int32_t MaxPeriods = 32767;
 
-const std::string Blank10(10, ' ');
-
 // A result stored as a Single; false when it does not fit one.
 bool Store(float& field, double value) {
     float f = static_cast<float>(value);
@@ -261,7 +259,7 @@ bool cShared_Amort::AdjustBal(float NewBalance, float Rate, Date AsOf) {
         At(2).DueDate = Text10(ShortDateText(due));
         for (int32_t j = 3; j <= PeriodCount(); ++j) {
             auto next = AddInterval("m", 1, due);
-            At(j).DueDate = next ? Text10(ShortDateText(*next)) : Blank10;
+            At(j).DueDate = next ? Text10(ShortDateText(*next)) : Text10("");
             if (next) {
                 due = *next;
             }

@@ -104,7 +104,7 @@ public:
     Date FirstDueDate() const;
 
     // Records the payment of the current period and moves to the next one
-    // (never past the last).
+    // (never past the last). False, and nothing recorded, while not built.
     bool MakePayment(Date DatePaid, std::string_view CheckNumber, float ExtraPrincipal,
                      float AmountPaid);
 
@@ -113,7 +113,8 @@ public:
     // Changes the rate (percent) from Period on. Complaints are shown in one
     // message box and nothing is changed; false then.
     bool AdjustI(float NewRate, int16_t Period);
-    // Sets the extra principal of a period, validated as AdjustI.
+    // Sets the extra principal of a period, validated as AdjustI. Period 0
+    // passes the check (unlike AdjustI's) and changes no period.
     bool PayExtra(int16_t Period, float Amount);
 
     // The schedule as a grid and as chart series; empty while not built.

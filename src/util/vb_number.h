@@ -5,9 +5,10 @@
 //
 // A Single is written with up to 7 significant digits, a Double with up to
 // 15, trailing zeros dropped, a leading "0" before the point, "-" for
-// negatives and no sign for zero. Numbers from the digit count's power of ten
-// up, and below 0.0001, are written in E notation with a signed exponent of at
-// least two digits:
+// negatives and no sign for zero. The decimal separator is always ".",
+// whatever the locale, so that a stored text reads the same on every machine. Numbers from the
+// digit count's power of ten up, and below 0.0001, are written in E notation with a signed exponent
+// of at least two digits:
 //   SingleToText(0.5f)        "0.5"
 //   SingleToText(12345678.f)  "1.234568E+07"
 //   SingleToText(0.00001f)    "1E-05"
