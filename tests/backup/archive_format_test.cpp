@@ -22,17 +22,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-int32_t LE32(const std::string& b, size_t at) {
-    uint32_t u = 0;
-    for (int i = 0; i < 4; ++i) {
-        u |= static_cast<uint32_t>(static_cast<uint8_t>(b[at + static_cast<size_t>(i)])) << (8 * i);
+int64_t LE(const std::string& b, size_t at, int width) {
+    uint64_t u = 0;
+    for (int i = 0; i < width; ++i) {
+        u |= static_cast<uint64_t>(static_cast<uint8_t>(b[at + static_cast<size_t>(i)])) << (8 * i);
     }
-    return static_cast<int32_t>(u);
-}
-
-int16_t LE16(const std::string& b, size_t at) {
-    return static_cast<int16_t>(static_cast<uint8_t>(b[at]) |
-                                (static_cast<uint8_t>(b[at + 1]) << 8));
+    return width == 2 ? static_cast<int16_t>(u) : static_cast<int32_t>(u);
 }
 
 // Sets a file's modification time to a local wall-clock time.
@@ -56,8 +51,8 @@ std::string Add(const std::string& archive, const fs::path& source, int16_t type
 }
 
 std::string Extract(const std::string& archive, const ArchiveEntry& e) {
-    std::string all = ReadFile(archive);
-    return all.substr(static_cast<size_t>(e.StartPos) - 1, static_cast<size_t>(e.FileLength));
+    return ReadFile(archive).substr(static_cast<size_t>(e.StartPos) - 1,
+                                    static_cast<size_t>(e.FileLength));
 }
 
 } // namespace
@@ -75,73 +70,37 @@ TEST(ArchiveHeader, AppendedHeaderIsLaidOutByteForByte) {
     std::string name = source.string();
     EXPECT_EQ(b.substr(0, name.size()), name);
     EXPECT_EQ(b.substr(name.size(), 260 - name.size()), std::string(260 - name.size(), ' '));
-    EXPECT_EQ(LE16(b, 260), 3);
-    EXPECT_EQ(LE16(b, 262), 2);
-    EXPECT_EQ(LE32(b, 264), 10);
-    EXPECT_EQ(LE32(b, 268), 501);
+    EXPECT_EQ(LE(b, 260, 2), 3);
+    EXPECT_EQ(LE(b, 262, 2), 2);
+    EXPECT_EQ(LE(b, 264, 4), 10);
+    EXPECT_EQ(LE(b, 268, 4), 501);
     std::string date = "7/1/2026 9:05:03 PM";
     EXPECT_EQ(b.substr(272, 30), date + std::string(30 - date.size(), ' '));
-    EXPECT_EQ(b.substr(302, 4), std::string(4, '\0'));
-    EXPECT_EQ(b.substr(306, 194), std::string(194, '\0'));
+    EXPECT_EQ(b.substr(302, 198), std::string(198, '\0'));
     EXPECT_EQ(b.substr(500), "0123456789");
 }
 
-TEST(ArchiveHeader, EncodeAndDecodeAgreeAndCutLongTexts) {
+TEST(ArchiveHeader, OutOfRangeFieldsSurviveAndTextsAreCut) {
     ArchiveEntry e;
     e.FileName = std::string(300, 'n');
     e.FileType = -2;
-    e.Kind = 2;
-    e.FileLength = 0x7FFFFFFF;
-    e.StartPos = -5;
-    e.FileDate = "12/31/1999 11:59:59 PM";
-    e.Selected = 1;
+    e.FileLength = INT32_MAX;
+    e.StartPos = INT32_MIN;
     EntryBytes b = EncodeEntry(e);
     std::string s(b.begin(), b.end());
-    EXPECT_EQ(s.substr(0, 260), std::string(260, 'n'));
-    EXPECT_EQ(static_cast<uint8_t>(s[260]), 0xFE);
-    EXPECT_EQ(static_cast<uint8_t>(s[261]), 0xFF);
-    EXPECT_EQ(LE32(s, 264), 0x7FFFFFFF);
-    EXPECT_EQ(LE32(s, 268), -5);
-    EXPECT_EQ(s.substr(306), std::string(194, '\0'));
-
+    EXPECT_EQ(s.substr(0, 261), std::string(260, 'n') + '\xFE');
+    EXPECT_EQ(s.substr(272, 30), std::string(30, '\0')) << "a date never set stays NUL";
     ArchiveEntry d = DecodeEntry(b);
-    EXPECT_EQ(d.FileName, std::string(260, 'n'));
     EXPECT_EQ(d.FileType, -2);
-    EXPECT_EQ(d.FileLength, 0x7FFFFFFF);
-    EXPECT_EQ(d.StartPos, -5);
-    EXPECT_EQ(d.FileDate.substr(0, 22), "12/31/1999 11:59:59 PM");
-    EXPECT_EQ(d.Selected, 1);
+    EXPECT_EQ(d.FileLength, INT32_MAX);
+    EXPECT_EQ(d.StartPos, INT32_MIN);
     EXPECT_EQ(EncodeEntry(d), b);
-}
 
-TEST(ArchiveHeader, GeneralDateTextAndTypeNames) {
     EXPECT_EQ(GeneralDateText({2026, 7, 1, 0, 0, 0}), "7/1/2026");
     EXPECT_EQ(GeneralDateText({2026, 7, 1, 0, 5, 0}), "7/1/2026 12:05:00 AM");
     EXPECT_EQ(GeneralDateText({2026, 12, 31, 12, 0, 9}), "12/31/2026 12:00:09 PM");
-    EXPECT_EQ(GeneralDateText({2009, 3, 14, 23, 59, 59}), "3/14/2009 11:59:59 PM");
-    EXPECT_EQ(FileTypeName(1), "Ketrova Database");
-    EXPECT_EQ(FileTypeName(2), "AutoFill Document");
-    EXPECT_EQ(FileTypeName(3), "Related File");
     EXPECT_EQ(FileTypeName(4), "Other File");
-    EXPECT_EQ(FileTypeName(0), "Unknown");
     EXPECT_EQ(FileTypeName(5), "Unknown");
-}
-
-TEST(ArchiveAdd, NameLongerThanTheFieldIsCut) {
-    TempDir dir;
-    fs::path folder = dir.path();
-    while (folder.string().size() < 300) {
-        folder /= std::string(40, 'd');
-    }
-    fs::create_directories(folder);
-    fs::path source = folder / "long.dat";
-    WriteFile(source, "x");
-    std::string archive = (dir / "a.kbx").string();
-    ASSERT_EQ(Add(archive, source), "Success");
-    std::vector<ArchiveEntry> entries;
-    ASSERT_EQ(BaR_ReadDirectory(archive, entries), 1);
-    EXPECT_EQ(entries[0].FileName, source.string().substr(0, 260));
-    EXPECT_EQ(entries[0].StartPos, 501);
 }
 
 TEST(ArchiveAdd, FilesFollowEachOtherAtTheStatedPositions) {
@@ -167,8 +126,6 @@ TEST(ArchiveAdd, FilesFollowEachOtherAtTheStatedPositions) {
         EXPECT_EQ(Extract(archive, entries[i]), Pattern(sizes[i], static_cast<unsigned>(i)));
         header += 500 + static_cast<int64_t>(sizes[i]);
     }
-    // The second header right behind the first file, its data 500 further.
-    EXPECT_EQ(entries[1].StartPos, 1001 + 7);
     EXPECT_EQ(entries[2].StartPos, 1501 + 7); // behind the bare header of the empty file
     EXPECT_EQ(static_cast<int64_t>(fs::file_size(archive)), header - 1);
 }
@@ -189,36 +146,6 @@ TEST(ArchiveAdd, MessagesForMissingSourceAndUnwritableArchive) {
         BaR_AddFile((dir / "no/such/folder/a.kbx").string(), (dir / "src").string(), 1, message));
     EXPECT_EQ(message.rfind("Error ", 0), 0u) << message;
     EXPECT_NE(message.find(", "), std::string::npos) << message;
-}
-
-TEST(ArchiveAdd, RelativeSourceIsStoredAsItsFullPath) {
-    TempDir dir;
-    WriteFile(dir / "rel.txt", "r");
-    auto old = fs::current_path();
-    fs::current_path(dir.path());
-    std::string message;
-    bool ok = BaR_AddFile("a.kbx", "./sub/../rel.txt", 4, message);
-    fs::current_path(old);
-    ASSERT_FALSE(ok); // "sub" does not exist: the name does not lead to a file
-    fs::create_directory(dir / "sub");
-    fs::current_path(dir.path());
-    ok = BaR_AddFile("a.kbx", "./sub/../rel.txt", 4, message);
-    fs::current_path(old);
-    ASSERT_TRUE(ok) << message;
-    std::vector<ArchiveEntry> entries;
-    ASSERT_EQ(BaR_ReadDirectory((dir / "a.kbx").string(), entries), 1);
-    EXPECT_EQ(entries[0].FileName.substr(0, (dir / "rel.txt").string().size() + 1),
-              (dir / "rel.txt").string() + " ");
-}
-
-TEST(ArchiveList, MissingAndEmptyArchivesHoldNothing) {
-    TempDir dir;
-    std::vector<ArchiveEntry> entries(3);
-    EXPECT_EQ(BaR_ReadDirectory((dir / "missing.kbx").string(), entries), 0);
-    EXPECT_TRUE(entries.empty());
-    WriteFile(dir / "empty.kbx", "");
-    EXPECT_EQ(BaR_ReadDirectory((dir / "empty.kbx").string(), entries), 0);
-    EXPECT_EQ(BaR_ReadDirectory(dir.path().string(), entries), 0);
 }
 
 // Damaged archives: how many entries each lists, and that the walk ends.
@@ -242,6 +169,7 @@ TEST(ArchiveList, DamagedArchives) {
         return a;
     };
     std::vector<Case> cases;
+    cases.push_back({"empty", "", 0});
     cases.push_back({"one byte", "x", 0});
     cases.push_back({"half a header", good().substr(0, 250), 0});
     cases.push_back({"header cut in the second entry", good() + std::string(499, ' '), 1});
@@ -253,40 +181,20 @@ TEST(ArchiveList, DamagedArchives) {
     cases.push_back({"most negative length", withHeader(INT32_MIN, std::string(600, 'z')), 1});
     cases.push_back({"bare zero header", std::string(500, '\0'), 1});
     cases.push_back({"zero headers and nothing else", std::string(5000, '\0'), 10});
+    // More entries than a 16-bit count holds: the count stops at its largest value.
+    cases.push_back({"32770 bare headers", std::string(500u * 32770u, '\0'), 32767});
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         TempDir dir;
         WriteFile(dir / "a.kbx", c.bytes);
         std::vector<ArchiveEntry> entries;
         EXPECT_EQ(BaR_ReadDirectory((dir / "a.kbx").string(), entries), c.expected);
-        EXPECT_EQ(entries.size(), static_cast<size_t>(c.expected));
     }
-}
-
-TEST(ArchiveList, CountStopsAtTheLargest16BitNumber) {
     TempDir dir;
-    // Bare headers only: the cheapest way to hold more entries than fit.
-    WriteFile(dir / "a.kbx", std::string(500u * 32770u, '\0'));
-    std::vector<ArchiveEntry> entries;
-    EXPECT_EQ(BaR_ReadDirectory((dir / "a.kbx").string(), entries), 32767);
-}
-
-TEST(ArchiveList, WindowsWrittenArchiveReads) {
-    TempDir dir;
-    std::string a;
-    AppendFile(a, "C:\\Ketrova\\db\\Ketrova.mdb", Pattern(123456, 7));
-    AppendFile(a, "C:\\Ketrova\\db\\Version", "9\r\n");
-    AppendFile(a, "C:\\Ketrova\\Letters\\Welcome.doc", Pattern(10, 3), 2);
-    WriteFile(dir / "Ketrova.20090314.kbx", a);
-    std::vector<ArchiveEntry> entries;
-    ASSERT_EQ(BaR_ReadDirectory((dir / "Ketrova.20090314.kbx").string(), entries), 3);
-    EXPECT_EQ(entries[0].FileName.substr(0, 27), "C:\\Ketrova\\db\\Ketrova.mdb  ");
-    EXPECT_EQ(entries[0].FileName.size(), 260u);
-    EXPECT_EQ(entries[0].FileDate.substr(0, 21), "3/14/2009 4:05:06 PM ");
-    EXPECT_EQ(entries[1].StartPos, 501 + 123456 + 500);
-    EXPECT_EQ(entries[1].FileLength, 3);
-    EXPECT_EQ(entries[2].FileType, 2);
-    EXPECT_EQ(Extract((dir / "Ketrova.20090314.kbx").string(), entries[2]), Pattern(10, 3));
+    std::vector<ArchiveEntry> entries(2);
+    EXPECT_EQ(BaR_ReadDirectory((dir / "missing.kbx").string(), entries), 0);
+    EXPECT_TRUE(entries.empty());
+    EXPECT_EQ(BaR_ReadDirectory(dir.path().string(), entries), 0);
 }
 
 // Random truncations and overwritten bytes: listing and restoring every
@@ -308,8 +216,9 @@ TEST(ArchiveList, RandomDamageNeverHangsOrReadsOutside) {
         }
         int flips = 1 + static_cast<int>(rng() % 8);
         for (int i = 0; i < flips && !bytes.empty(); ++i) {
-            // Mostly the numeric fields, where damage changes the walk.
-            size_t header = (rng() % 3) * 500;
+            // Mostly the numeric fields of the three headers, where damage changes the walk.
+            const size_t headers[] = {0, 3500, 4001};
+            size_t header = headers[rng() % 3];
             size_t at = rng() % 4 == 0 ? rng() % bytes.size() : header + 260 + rng() % 12;
             if (at < bytes.size()) {
                 bytes[at] = static_cast<char>(rng());
