@@ -9,6 +9,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -24,6 +25,23 @@ constexpr int kWindowHeight = 430;
 const char* const kTagProperty = "tag";
 const char* const kStyleProperty = "faceStyle";
 const char* const kHeadingProperty = "heading";
+
+// The picture down the left of every page, drawn to whatever height the window gives it.
+class Banner : public QWidget {
+public:
+    using QWidget::QWidget;
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        if (picture_.isNull() || picture_.deviceIndependentSize().toSize() != size()) {
+            picture_ = BannerPicture(width(), height());
+        }
+        QPainter(this).drawPixmap(0, 0, picture_);
+    }
+
+private:
+    QPixmap picture_;
+};
 
 } // namespace
 
@@ -67,11 +85,9 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     auto* body = new QHBoxLayout;
     body->setContentsMargins(0, 0, 0, 0);
     body->setSpacing(0);
-    auto* banner = new QLabel(this);
+    auto* banner = new Banner(this);
     banner->setObjectName("imgBanner");
-    banner->setPixmap(BannerPicture(kBannerWidth, kWindowHeight - 56));
     banner->setFixedWidth(kBannerWidth);
-    banner->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     body->addWidget(banner);
 
     auto* right = new QVBoxLayout;

@@ -6,6 +6,7 @@
 #include "wizards/wizard_ui.h"
 
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,15 @@ struct AskedBox {
 
 class ScriptedUi : public wizards::WizardUi {
 public:
+    // Runs `onEvents` each time the core lets events through: the moment to
+    // look at a window in the middle of its work.
+    void DoEvents() override {
+        ++eventPumps;
+        if (onEvents) {
+            onEvents();
+        }
+        wizards::WizardUi::DoEvents();
+    }
     util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
                             const std::string& title) override {
         boxes.push_back({text, buttons, icon, title});
@@ -39,6 +49,8 @@ public:
     }
     void OpenDocument(const std::string& path) override { opened.push_back(path); }
 
+    std::function<void()> onEvents;
+    int eventPumps = 0;
     std::deque<util::Answer> answers;
     std::vector<AskedBox> boxes;
     std::optional<std::string> folderAnswer;

@@ -1,0 +1,77 @@
+#pragma once
+// A program folder of its own for each test: the shipped template beside it,
+// a registry store inside it, the run settings filled as start-up fills them,
+// and the context the windows are handed.
+
+#include "db/connection.h"
+#include "platform/clock.h"
+#include "scripted_ui.h"
+#include "startup/init.h"
+#include "startup/registry.h"
+#include "support/temp_dir.h"
+#include "wizards/wizard_context.h"
+#include "wizards/wizard_window.h"
+
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+namespace wizardtest {
+
+class WizardFixture : public testing::Test {
+protected:
+    WizardFixture() {
+        startup::FillStartValues(settings, home.str());
+        settings.RegistryFile = (home / "registry.reg").string();
+        settings.UserSettingsFile = (home / "settings.ini").string();
+        startup::CreateWorkingFolders(settings.AppPath);
+        std::filesystem::copy_file(std::filesystem::path(OSTRAND_BIN_DIR) / "Ketrova.ddf",
+                                   home / "Ketrova.ddf");
+    }
+
+    std::string Registered(const std::string& name = "Default") const {
+        return startup::RegReadString(startup::MachineRegistry(settings), startup::DatabasesKey,
+                                      name);
+    }
+
+    static void Press(wizards::WizardWindow& w, int button) {
+        QPushButton* b = w.Button(button);
+        ASSERT_TRUE(b->isEnabled())
+            << "button " << button << " tag " << w.Tag(button).toStdString();
+        QTest::mouseClick(b, Qt::LeftButton);
+    }
+
+    template <typename T> static QString Text(const QWidget& w, const char* name) {
+        const T* child = w.findChild<T*>(name);
+        return child ? child->text() : QString("<no %1>").arg(name);
+    }
+
+    // An AppStart command that leaves a file behind when it runs.
+    std::string MarkerCommand() const { return "touch " + (home / "started").string(); }
+    bool MarkerAppears(std::chrono::milliseconds within) const {
+        const auto until = std::chrono::steady_clock::now() + within;
+        while (std::chrono::steady_clock::now() < until) {
+            if (std::filesystem::exists(home / "started")) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return std::filesystem::exists(home / "started");
+    }
+
+    testsupport::TempDir home;
+    startup::RunSettings settings;
+    ScriptedUi ui;
+    db::Connection connection;
+    platform::FixedClock clock{{2026, 7, 1, 9, 30, 0}};
+    wizards::WizardContext context{settings, ui, connection, clock};
+};
+
+} // namespace wizardtest
