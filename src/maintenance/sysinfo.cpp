@@ -156,7 +156,7 @@ std::string WindowsNTName(const VersionRecord& v, std::string_view productType) 
     }
     const std::string extra = TrimmedExtra(v);
     if (!extra.empty()) {
-        const std::string pack = util::Trim(FourteenthCharacter(v.ExtraText));
+        const std::string pack = util::Trim(FourteenthCharacter(extra));
         if (pack.size() == 1 && pack[0] >= '1' && pack[0] <= '5') {
             name += " Service Pack " + pack;
         } else if (pack == "6") {

@@ -101,6 +101,9 @@ TEST(VersionName, NTThreeAndFour) {
          "Windows NT 4.0 Advanced Server Service Pack 1"},
         {Rec(2, 4, 0, 1381, "Service Pack 5"), "WinNT",
          "Windows NT 4.0 Workstation Service Pack 5"},
+        // The digit is read from the trimmed text.
+        {Rec(2, 4, 0, 1381, "  Service Pack 4"), "WinNT",
+         "Windows NT 4.0 Workstation Service Pack 4"},
         {Rec(2, 4, 0, 1381, "Service Pack 7"), "WinNT",
          "Windows NT 4.0 Workstation Service Pack 7"},
         {Rec(2, 3, 0, 0), "WinNT", "Windows NT 3.0 Workstation"},

@@ -46,28 +46,6 @@ TEST(Language, NamesFromTheLocale) {
     EXPECT_EQ(platform::LanguageNames("xx_YY"), P("", ""));
 }
 
-TEST(Language, LocaleVariablesInTheirOrder) {
-    const char* saved[3] = {std::getenv("LC_ALL"), std::getenv("LC_MESSAGES"), std::getenv("LANG")};
-    const std::string keep[3] = {saved[0] ? saved[0] : "", saved[1] ? saved[1] : "",
-                                 saved[2] ? saved[2] : ""};
-    setenv("LANG", "sv_SE.UTF-8", 1);
-    setenv("LC_MESSAGES", "", 1);
-    unsetenv("LC_ALL");
-    EXPECT_EQ(platform::LanguageLocale(), "sv_SE.UTF-8");
-    setenv("LC_MESSAGES", "pl_PL", 1);
-    EXPECT_EQ(platform::LanguageLocale(), "pl_PL");
-    setenv("LC_ALL", "it_IT", 1);
-    EXPECT_EQ(platform::LanguageLocale(), "it_IT");
-    const char* names[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-    for (int i = 0; i < 3; ++i) {
-        if (saved[i]) {
-            setenv(names[i], keep[i].c_str(), 1);
-        } else {
-            unsetenv(names[i]);
-        }
-    }
-}
-
 TEST(ShortDate, CLibraryFormatsInTheSuitesNotation) {
     EXPECT_EQ(platform::DateFormatToPattern("%m/%d/%y"), "MM/dd/yy");
     EXPECT_EQ(platform::DateFormatToPattern("%m/%d/%Y"), "MM/dd/yyyy");
