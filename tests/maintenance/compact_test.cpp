@@ -166,6 +166,37 @@ TEST_F(CompactTest, AFileUnder1024BytesReportsTheDivisionError) {
     EXPECT_EQ(lines.back(), "{*} Error 11 Division by zero");
 }
 
+// Spoils the temporary copy when the first pass hands over to the window
+// events, so that the second pass fails after the original is gone.
+class SpoilCopyUi : public util::UiServices {
+public:
+    explicit SpoilCopyUi(fs::path tmp) : tmp_(std::move(tmp)) {}
+    void DoEvents() override {
+        if (++calls_ == 1) {
+            for (const auto& e : fs::directory_iterator(tmp_)) {
+                testsupport::WriteFile(e.path(), std::string(8192, 'x'));
+            }
+        }
+    }
+
+private:
+    fs::path tmp_;
+    int calls_ = 0;
+};
+
+TEST_F(CompactTest, AFailedSecondPassIsNotUndoneAndKeepsTheCopy) {
+    FillAndThin();
+    SpoilCopyUi spoil(dir / "tmp");
+    EXPECT_FALSE(maintenance::CompactDB(settings, spoil, message));
+    EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u);
+    EXPECT_FALSE(fs::exists(dbFile));
+    ASSERT_EQ(TempFiles().size(), 1u);
+    const auto lines = LogLines();
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2], "{-} Second pass compacting");
+    EXPECT_EQ(lines[2], "{ } Destination           : " + TempFiles()[0].string());
+}
+
 TEST_F(CompactTest, AMissingDatabaseFailsBeforeTheFirstPass) {
     connection.Close();
     fs::remove(dbFile);
