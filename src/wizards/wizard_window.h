@@ -6,6 +6,7 @@
 // a word nobody registered does nothing, so a page can park a button on a
 // harmless word.
 
+#include "maintenance/diagnostics.h"
 #include "startup/run_settings.h"
 #include "wizards/wizard_ui.h"
 
@@ -26,8 +27,8 @@ class QVBoxLayout;
 
 namespace wizards {
 
-// Named by the suite's support desk; the failure pages send users there.
-inline constexpr const char* kSupportContact = "support@ketrova.example";
+// Where the failure pages send users: the same desk the troubleshooting report names.
+inline constexpr const char* kSupportContact = maintenance::SupportAddress;
 
 // The failure text of a wizard's last page: its first sentence, then where
 // the run log lies, naming the program folder exactly as AppPath holds it.

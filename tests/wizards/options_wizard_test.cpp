@@ -1,0 +1,156 @@
+// The options wizard on a current database: compaction end to end, the
+// diagnostics report, and the hand-over to the restore window.
+
+#include "startup/locator.h"
+#include "upgrade/old_databases.h"
+#include "wizard_fixture.h"
+#include "wizards/frm_restore.h"
+#include "wizards/frm_wiz_options.h"
+
+#include <QRadioButton>
+
+namespace {
+
+using wizards::frmWizOptions;
+using W = wizards::WizardWindow;
+
+class OptionsWizardTest : public wizardtest::WizardFixture {
+protected:
+    OptionsWizardTest() {
+        const std::string folder = settings.AppPath + "db/";
+        upgradetest::BuildOldDatabase(folder, 8);
+        EXPECT_TRUE(startup::WriteVersionFile(folder));
+        startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
+                                "Default", folder);
+        EXPECT_EQ(startup::LocateDatabase(settings, 0), startup::DBCurrent);
+    }
+    bool Shown(const frmWizOptions& w, const char* name) {
+        const QWidget* child = w.findChild<QWidget*>(name);
+        return child && child->isVisibleTo(&w);
+    }
+};
+
+TEST_F(OptionsWizardTest, CompressesTheDatabaseAndReportsTheSizes) {
+    frmWizOptions w(context);
+    w.show();
+    EXPECT_EQ(w.windowTitle(), "Ketrova Database Wizard");
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageChoice);
+    EXPECT_TRUE(w.findChild<QRadioButton*>("optOptions_0")->isChecked());
+    EXPECT_EQ(w.Tag(W::ActionButton), "COMPRESS_1");
+
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageCompress);
+    EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Start");
+    EXPECT_EQ(w.Tag(W::BackButton), "START_OPTIONS");
+    EXPECT_FALSE(Shown(w, "lblResult"));
+    EXPECT_FALSE(Shown(w, "imgSuccess"));
+
+    int lockedChecks = 0;
+    ui.onEvents = [&] {
+        ++lockedChecks;
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during compaction";
+        }
+    };
+    Press(w, W::ActionButton);
+    ui.onEvents = nullptr;
+    EXPECT_GT(lockedChecks, 0);
+    EXPECT_EQ(settings.LogFileNo, 0);
+
+    EXPECT_TRUE(Shown(w, "lblResult"));
+    EXPECT_TRUE(Shown(w, "imgSuccess"));
+    const QString result = Text<QLabel>(w, "lblResult");
+    EXPECT_TRUE(result.startsWith("Compression completed.\nOld file size: "))
+        << result.toStdString();
+    EXPECT_TRUE(result.contains("\nThis realized a saving of "));
+    EXPECT_EQ(w.Tag(W::ActionButton), "FINISH_SUCCESS");
+    EXPECT_NE(testsupport::ReadFile(home / "Ostrand.log").find("{-} Compaction successful"),
+              std::string::npos);
+    EXPECT_EQ(startup::LocateDatabase(settings, 0), startup::DBCurrent);
+
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageFinish);
+    EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
+              "The database compression was successful.\n\n" + wizards::BackupAdvice());
+    EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Finish");
+    Press(w, W::ActionButton);
+    EXPECT_FALSE(w.isVisible());
+}
+
+TEST_F(OptionsWizardTest, AFailedCompactionShowsTheErrorAndTheLogsFolder) {
+    std::filesystem::remove(settings.DBFile); // nothing to compact
+    frmWizOptions w(context);
+    w.show();
+    w.RunCommand("COMPRESS_1");
+    Press(w, W::ActionButton);
+    EXPECT_TRUE(Text<QLabel>(w, "lblResult").startsWith("The following error has occured:\n"));
+    EXPECT_FALSE(Shown(w, "imgSuccess"));
+    EXPECT_EQ(w.Tag(W::ActionButton), "FINISH_FAILURE");
+
+    Press(w, W::ActionButton);
+    EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
+              wizards::FailureText("Database compression failure.", settings.AppPath));
+    // This wizard starts nothing afterwards: its Finish simply closes.
+    EXPECT_EQ(w.Tag(W::ActionButton), "EXIT");
+    Press(w, W::ActionButton);
+    EXPECT_FALSE(w.isVisible());
+}
+
+TEST_F(OptionsWizardTest, TheChosenTaskSurvivesAStepBack) {
+    frmWizOptions w(context);
+    w.show();
+    w.findChild<QRadioButton*>("optOptions_1")->click();
+    EXPECT_EQ(w.Tag(W::ActionButton), "DIAGS");
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageFinish);
+    EXPECT_TRUE(
+        Text<QLabel>(w, "lblFinish").startsWith("You have selected to run database diagnostics."));
+    EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Finish");
+    EXPECT_EQ(w.Tag(W::ActionButton), "RUNDIAGS");
+
+    Press(w, W::BackButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageChoice);
+    EXPECT_EQ(w.Tag(W::ActionButton), "DIAGS");
+
+    w.findChild<QRadioButton*>("optOptions_2")->click();
+    EXPECT_EQ(w.Tag(W::ActionButton), "RESTORE");
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.Tag(W::ActionButton), "START_RESTORE");
+    Press(w, W::BackButton);
+    EXPECT_EQ(w.Tag(W::ActionButton), "RESTORE");
+    w.findChild<QRadioButton*>("optOptions_0")->click();
+    EXPECT_EQ(w.Tag(W::ActionButton), "COMPRESS_1");
+}
+
+TEST_F(OptionsWizardTest, DiagnosticsWriteAndOpenTheReportThenCloseTheWizard) {
+    frmWizOptions w(context);
+    w.show();
+    w.findChild<QRadioButton*>("optOptions_1")->click();
+    Press(w, W::ActionButton);
+    Press(w, W::ActionButton);
+    EXPECT_FALSE(w.isVisible());
+    EXPECT_EQ(settings.LogFileNo, 0);
+    const std::string report = testsupport::ReadFile(home / "Ostrand.log");
+    EXPECT_NE(report.find("{ } Database check result     : OK"), std::string::npos);
+    EXPECT_NE(report.find("{ } Testing completed at "), std::string::npos);
+    ASSERT_EQ(ui.opened.size(), 1u);
+    EXPECT_EQ(ui.opened[0], settings.AppPath + "Ostrand.log");
+}
+
+TEST_F(OptionsWizardTest, RestoreHandsOverToTheRestoreWindow) {
+    frmWizOptions w(context);
+    w.show();
+    w.findChild<QRadioButton*>("optOptions_2")->click();
+    Press(w, W::ActionButton);
+    EXPECT_TRUE(
+        Text<QLabel>(w, "lblFinish").startsWith("You have selected to restore database files."));
+    Press(w, W::ActionButton);
+    EXPECT_FALSE(w.isVisible());
+    ASSERT_NE(w.RestoreWindow(), nullptr);
+    EXPECT_TRUE(w.RestoreWindow()->isVisible());
+    EXPECT_EQ(w.RestoreWindow()->findChild<QLabel*>("lblPath")->text().toStdString(),
+              "Path: " + settings.AppPath + "Backup");
+    w.RestoreWindow()->close();
+}
+
+} // namespace
