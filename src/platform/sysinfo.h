@@ -30,8 +30,13 @@ struct VersionRecord {
     uint8_t ProductType = 0;
 };
 
-// Here the kernel's release numbers fill major, minor and build, and the
-// operating system's name is the extra text; there is no platform id.
+// The platform id of a system that is none of the four Windows platforms
+// (0 to 3), so that the version tables give their texts for an unmatched
+// system instead of naming a Windows it is not.
+inline constexpr int32_t PlatformOther = -1;
+
+// Here the kernel's release numbers fill major, minor and build, the
+// operating system's name is the extra text and the platform is PlatformOther.
 VersionRecord GetVersionRecord();
 
 // The first three numbers of a kernel release text ("6.1.0-18-amd64" gives

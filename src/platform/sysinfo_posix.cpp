@@ -211,6 +211,7 @@ std::string OsReleaseName(std::string_view text) {
 
 VersionRecord GetVersionRecord() {
     VersionRecord v;
+    v.PlatformId = PlatformOther;
     utsname u{};
     if (uname(&u) == 0) {
         ParseKernelRelease(u.release, v.MajorVersion, v.MinorVersion, v.BuildNumber);

@@ -19,8 +19,9 @@ public:
         volume.ok = true;
         volume.freeBytes = 123456789012ull;
         volume.mountPoint = "/srv/";
-        info.VersionName = "Unknown 32 Bit Windows Version";
-        info.PlatformType = "32 Bit Windows";
+        info.VersionName = "Unable To Get System Informations";
+        info.PlatformId = -1;
+        info.PlatformType = "Unknown Platform Type";
         info.MajorVersion = 6;
         info.MinorVersion = 1;
         info.BuildNumber = 76;

@@ -82,7 +82,7 @@ TEST(VersionRecord, KernelNumbersAndSystemName) {
     EXPECT_GT(v.MajorVersion, 0);
     EXPECT_FALSE(v.ExtraText.empty());
     EXPECT_LT(v.ExtraText.size(), 128u);
-    EXPECT_EQ(v.PlatformId, 0);
+    EXPECT_EQ(v.PlatformId, platform::PlatformOther);
 }
 
 class FindFileTest : public ::testing::Test {
