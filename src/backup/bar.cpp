@@ -353,7 +353,7 @@ bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive) 
             continue;
         }
         std::optional<std::string> target = RestoreTargetName(entry.FileName, "");
-        if (!target) {
+        if (!target || IsTheArchive(*target, archive)) {
             startup::Log(settings, "{*} Restore failed for    : " + util::Trim(entry.FileName));
             allRestored = false;
             continue;

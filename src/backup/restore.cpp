@@ -154,6 +154,11 @@ bool ClearRestoreTarget(const std::string& target) {
     return true;
 }
 
+bool IsTheArchive(const std::string& target, const std::string& archive) {
+    std::error_code ec;
+    return fs::equivalent(util::Trim(target), util::Trim(archive), ec) && !ec;
+}
+
 int CountSelected(const std::vector<ArchiveEntry>& entries) {
     return static_cast<int>(std::count_if(entries.begin(), entries.end(),
                                           [](const ArchiveEntry& e) { return e.Selected != 0; }));
@@ -207,7 +212,7 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
                   bool& skipped) {
     skipped = false;
     std::optional<std::string> named = RestoreTargetName(entry.FileName, options.RedirectFolder);
-    if (!named ||
+    if (!named || IsTheArchive(*named, archive) ||
         (!options.RedirectFolder.empty() && !StaysInside(*named, options.RedirectFolder))) {
         ui.DoEvents();
         startup::Log(settings, "{*} Restore failed for    : " + util::Trim(entry.FileName));
@@ -224,7 +229,7 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
             target = RenamedTarget(target);
             break;
         case ExistingFiles::Overwrite:
-            cleared = ClearRestoreTarget(target);
+            cleared = !IsTheArchive(target, archive) && ClearRestoreTarget(target);
             break;
         }
     }

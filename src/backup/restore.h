@@ -46,6 +46,10 @@ std::string RenamedTarget(const std::string& target);
 // the restored file. True when nothing is left in the way.
 bool ClearRestoreTarget(const std::string& target);
 
+// True when `target` names the archive being read (directly or through a
+// link): deleting it first would destroy the data still to be restored.
+bool IsTheArchive(const std::string& target, const std::string& archive);
+
 // Number of entries whose selection mark is set.
 int CountSelected(const std::vector<ArchiveEntry>& entries);
 

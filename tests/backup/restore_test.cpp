@@ -129,6 +129,14 @@ TEST(RestoreAll, RestoresDatabaseEntriesOverOldFilesAndReportsAnyFailure) {
     AppendFile(windows, "C:\\Ketrova\\db\\Ketrova.mdb", "w");
     WriteFile(run.dir / "w.kbx", windows);
     EXPECT_FALSE(BaR_RestoreAll(run.settings, run.Path("w.kbx")));
+    // An entry naming the archive itself must not delete it before it is read.
+    std::string self;
+    AppendFile(self, run.Path("s.kbx"), "s");
+    AppendFile(self, version, "7");
+    WriteFile(run.dir / "s.kbx", self);
+    EXPECT_FALSE(BaR_RestoreAll(run.settings, run.Path("s.kbx")));
+    EXPECT_EQ(ReadFile(run.dir / "s.kbx"), self);
+    EXPECT_EQ(ReadFile(version), "7");
     EXPECT_TRUE(BaR_RestoreAll(run.settings, run.Path("missing.kbx")));
 }
 
