@@ -39,9 +39,20 @@ private:
     throw IoError(e, std::strerror(e));
 }
 
+// Streams are unbuffered: every transfer is a whole header or a whole block,
+// which is its own buffer, so a stream buffer would only split each block
+// into more calls and copy it once more.
+startup::FileHandle OpenUnbuffered(const std::string& path, const char* mode) {
+    startup::FileHandle f(std::fopen(path.c_str(), mode));
+    if (f) {
+        std::setvbuf(f.get(), nullptr, _IONBF, 0);
+    }
+    return f;
+}
+
 startup::FileHandle OpenOrThrow(const std::string& path, const char* mode) {
     errno = 0;
-    startup::FileHandle f(std::fopen(path.c_str(), mode));
+    startup::FileHandle f = OpenUnbuffered(path, mode);
     if (!f) {
         ThrowErrno(ENOENT);
     }
@@ -324,7 +335,7 @@ bool BaR_Restore_File(startup::RunSettings& settings, const std::string& archive
         // In place, without truncating: an existing target is overwritten from
         // its first byte and keeps any tail beyond the restored length.
         errno = 0;
-        startup::FileHandle out(std::fopen(targetName.c_str(), "r+b"));
+        startup::FileHandle out = OpenUnbuffered(targetName, "r+b");
         if (!out) {
             out = OpenOrThrow(targetName, "wb");
             created = true;
