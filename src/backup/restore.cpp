@@ -206,11 +206,10 @@ std::string RestoreSummaryText(const std::string& archive, const std::vector<Arc
 
 namespace {
 
-// One ticked entry; true when it was restored.
+// One ticked entry; true when it was restored (a skipped entry was not).
 bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
-                  const ArchiveEntry& entry, const RestoreOptions& options, util::UiServices& ui,
-                  bool& skipped) {
-    skipped = false;
+                  const ArchiveEntry& entry, const RestoreOptions& options, util::UiServices& ui) {
+    bool skipped = false;
     std::optional<std::string> named = RestoreTargetName(entry.FileName, options.RedirectFolder);
     if (!named || IsTheArchive(*named, archive) ||
         (!options.RedirectFolder.empty() && !StaysInside(*named, options.RedirectFolder))) {
@@ -229,7 +228,7 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
             target = RenamedTarget(target);
             break;
         case ExistingFiles::Overwrite:
-            cleared = !IsTheArchive(target, archive) && ClearRestoreTarget(target);
+            cleared = ClearRestoreTarget(target);
             break;
         }
     }
@@ -274,8 +273,7 @@ int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
             if (entry.Selected == 0) {
                 continue;
             }
-            bool skipped = false;
-            if (RestoreEntry(settings, archive, entry, options, ui, skipped)) {
+            if (RestoreEntry(settings, archive, entry, options, ui)) {
                 ++restored;
             }
         }
