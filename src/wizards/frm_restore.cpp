@@ -412,18 +412,24 @@ void frmRestore::Init_Restore() {
 
     // From the first question to the summary nothing else may be pressed: the
     // restore lets events through between files.
+    // The command works on its own copy: choosing another archive while it
+    // runs must not change the list under its feet.
+    const std::string archive = archive_;
+    const std::vector<backup::ArchiveEntry> entries = entries_;
     running_ = true;
+    tabRestore_->setEnabled(false);
     for (QPushButton* b : buttons_) {
         b->setEnabled(false);
     }
     try {
-        backup::RunRestoreCommand(context_.settings, archive_, entries_, options, context_.ui);
+        backup::RunRestoreCommand(context_.settings, archive, entries, options, context_.ui);
     } catch (...) {
         // The command reports through its boxes and the log; nothing may escape a click.
     }
     for (QPushButton* b : buttons_) {
         b->setEnabled(true);
     }
+    tabRestore_->setEnabled(true);
     running_ = false;
 }
 

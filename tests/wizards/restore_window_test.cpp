@@ -178,6 +178,7 @@ TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
     int locked = 0;
     ui.onEvents = [&] {
         ++locked;
+        EXPECT_FALSE(r.findChild<QWidget*>("tabRestore")->isEnabled());
         for (QPushButton* b : r.findChildren<QPushButton*>()) {
             if (b->property("tag").isValid()) {
                 EXPECT_FALSE(b->isEnabled()) << b->property("tag").toString().toStdString();
