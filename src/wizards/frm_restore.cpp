@@ -8,6 +8,7 @@
 #include "util/strings.h"
 #include "wizards/form_position.h"
 #include "wizards/pictures.h"
+#include "wizards/wizard_window.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -245,7 +246,7 @@ void frmRestore::RunCommand(const QString& word) {
     } else if (word == "UNSELECT_TREE") {
         SetAllChecks(Qt::Unchecked);
     } else if (word == "HELP") {
-        context_.ui.OpenDocument(context_.settings.AppPath + "help/restore.html");
+        context_.ui.OpenDocument(HelpPage(context_.settings.AppPath, "restore"));
     } else if (word == "CANCEL") {
         close();
     } else if (word == "RESTORE") {

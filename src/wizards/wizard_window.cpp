@@ -1,6 +1,8 @@
 #include "wizards/wizard_window.h"
 
+#include "platform/environment.h"
 #include "startup/run_log.h"
+#include "util/paths.h"
 #include "wizards/pictures.h"
 
 #include <QCloseEvent>
@@ -58,6 +60,15 @@ QString BackupAdvice() {
     return QStringLiteral("Performing regular backups will help prevent data loss in the ") +
            "future due to disk failures or computer problems. Please read the help file for " +
            "more information about database backups.";
+}
+
+std::string HelpPage(const std::string& appPath, const std::string& topic) {
+    const std::string page = "help/" + topic + ".html";
+    if (util::FileExists(appPath + page)) {
+        return appPath + page;
+    }
+    const std::string besideProgram = platform::ExecutableFolder() + page;
+    return util::FileExists(besideProgram) ? besideProgram : appPath + page;
 }
 
 RunLogScope::RunLogScope(startup::RunSettings& settings) : settings_(settings) {
@@ -329,7 +340,7 @@ WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& c
 }
 
 void WizardWindow::OpenHelp() {
-    ui_.OpenDocument(settings_.AppPath + "help/" + helpTopic_.toStdString() + ".html");
+    ui_.OpenDocument(HelpPage(settings_.AppPath, helpTopic_.toStdString()));
 }
 
 void WizardWindow::closeEvent(QCloseEvent* event) {

@@ -37,6 +37,11 @@ QString FailureText(const QString& firstSentence, const std::string& appPath);
 // The closing sentences of every success page.
 QString BackupAdvice();
 
+// The help page of a window's topic: in the program folder's "help" folder,
+// else beside the executable, where the build and a plain install put it (a
+// program folder set by KETROVA_HOME may hold only the suite's data).
+std::string HelpPage(const std::string& appPath, const std::string& topic);
+
 // Opens AppPath + "Ostrand.log" afresh for one operation and keeps its number
 // in LogFileNo; closes it and sets LogFileNo back to 0 on every way out. A log
 // that cannot be opened leaves LogFileNo at 0 and the operation runs without.

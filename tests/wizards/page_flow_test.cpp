@@ -27,7 +27,7 @@ using wizardtest::ScriptedUi;
 class TwoPageWizard : public WizardWindow {
 public:
     TwoPageWizard(startup::RunSettings& settings, wizards::WizardUi& ui)
-        : WizardWindow(settings, ui, "frmTest", "Test Wizard", 2, "test") {
+        : WizardWindow(settings, ui, "frmTest", "Test Wizard", 2, "options") {
         SetPageHeading(0, "First page");
         SetPageHeading(1, "Second page");
         AddText(0, "Page one");
@@ -143,9 +143,14 @@ TEST_F(PageFlowTest, ButtonsRunTheProcedureOfTheirTagAndIgnoreUnknownWords) {
     EXPECT_TRUE(w.isVisible());
     EXPECT_EQ(w.Tag(WizardWindow::ActionButton), "NO_SUCH_PAGE");
 
+    // The program folder's own page first, else the one shipped beside the executable.
     QTest::mouseClick(w.Button(WizardWindow::HelpButton), Qt::LeftButton);
-    ASSERT_EQ(ui.opened.size(), 1u);
-    EXPECT_EQ(ui.opened[0], home.str() + "help/test.html");
+    std::filesystem::create_directory(home / "help");
+    testsupport::WriteFile(home / "help" / "options.html", "<p>help</p>");
+    QTest::mouseClick(w.Button(WizardWindow::HelpButton), Qt::LeftButton);
+    ASSERT_EQ(ui.opened.size(), 2u);
+    EXPECT_EQ(ui.opened[0], std::string(OSTRAND_BIN_DIR) + "/help/options.html");
+    EXPECT_EQ(ui.opened[1], home.str() + "help/options.html");
 
     QTest::mouseClick(w.Button(WizardWindow::CancelButton), Qt::LeftButton);
     EXPECT_FALSE(w.isVisible());
