@@ -216,7 +216,11 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     outer->addWidget(fraCmd);
 }
 
-frmRestore::~frmRestore() = default;
+frmRestore::~frmRestore() {
+    if (context_.ui.Owner() == this) {
+        context_.ui.SetOwner(nullptr);
+    }
+}
 
 QPushButton* frmRestore::AddButton(const QString& caption, const QString& tag, int index) {
     auto* button = new QPushButton(caption, this);
@@ -255,6 +259,8 @@ void frmRestore::RunCommand(const QString& word) {
 }
 
 void frmRestore::Setup() {
+    // From here on the questions belong to this window, not to the wizard that opened it.
+    context_.ui.SetOwner(this);
     QtFormWindow form(this);
     startup::RestoreFormPosition(startup::MachineRegistry(context_.settings), form);
     SetBackupFolder(backup::GetBackupFolder(context_.settings));

@@ -32,6 +32,7 @@ public:
 
     // The window that message boxes belong to (none: they float).
     void SetOwner(QWidget* owner) { owner_ = owner; }
+    QWidget* Owner() const { return owner_; }
 
 private:
     QWidget* owner_ = nullptr;

@@ -165,7 +165,9 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
 }
 
 WizardWindow::~WizardWindow() {
-    ui_.SetOwner(nullptr);
+    if (ui_.Owner() == this) {
+        ui_.SetOwner(nullptr);
+    }
 }
 
 void WizardWindow::ResetAll(bool flag1, bool flag2, bool flag3, int16_t face) {
