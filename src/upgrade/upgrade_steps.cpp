@@ -1,5 +1,7 @@
 #include "upgrade/upgrade_steps.h"
 
+#include "util/paths.h"
+
 #include <cctype>
 #include <exception>
 #include <filesystem>
@@ -18,11 +20,6 @@ bool SameName(std::string_view a, std::string_view b) {
             return false;
     }
     return true;
-}
-
-bool FilePresent(const std::string& path) {
-    std::error_code ec;
-    return std::filesystem::is_regular_file(path, ec);
 }
 
 class Sequence {
@@ -70,12 +67,13 @@ private:
 // must travel with the database, or the copy put back could not be trusted.
 bool Backup(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
             const std::string& dbPath, const std::string& dbFile) {
-    bool added = steps.AddToArchive(archive, dbFile);
-    if (!added)
+    if (!steps.AddToArchive(archive, dbFile)) {
+        seq.Log("{*} Could not back up the database file " + dbFile);
         return false;
+    }
     steps.AddToArchive(archive, dbPath + "Version");
     const std::string journal = JournalOf(dbFile);
-    if (FilePresent(journal) && !steps.AddToArchive(archive, journal)) {
+    if (util::FileExists(journal) && !steps.AddToArchive(archive, journal)) {
         seq.Log("{*} Could not back up the database journal " + journal);
         return false;
     }
