@@ -14,4 +14,7 @@ std::string ExecutableFolder();
 // The user's home folder ($HOME, else the password database), without a trailing "/".
 std::string HomeFolder();
 
+// True when `folder` is a directory this process may create files in.
+bool FolderWritable(const std::string& folder);
+
 } // namespace platform

@@ -39,4 +39,9 @@ std::string HomeFolder() {
     return home;
 }
 
+bool FolderWritable(const std::string& folder) {
+    // Creating a file needs both write and search permission on the folder.
+    return ::access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
 } // namespace platform
