@@ -1,0 +1,262 @@
+#include "create/create_db.h"
+
+#include "db/connection.h"
+#include "db/schema.h"
+#include "startup/locator.h"
+#include "util/paths.h"
+
+#include <array>
+#include <exception>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace create {
+
+namespace {
+
+// Shows and logs one step as it begins, then lets the window repaint before
+// the work starts, so the user sees what the program is busy with.
+class StepReporter {
+public:
+    StepReporter(startup::RunSettings& settings, util::Progress& progress, util::UiServices& ui)
+        : settings_(settings), progress_(progress), ui_(ui) {}
+
+    void Begin(const std::string& status, double value, const std::string& logLine) {
+        progress_.SetStatus(status);
+        progress_.SetValue(value);
+        startup::Log(settings_, logLine);
+        ui_.DoEvents();
+    }
+
+private:
+    startup::RunSettings& settings_;
+    util::Progress& progress_;
+    util::UiServices& ui_;
+};
+
+// Removes the database file and a journal the engine may have left beside it
+// after a crash: a stale journal would be replayed into the new file.
+bool RemoveOldFile(startup::RunSettings& settings, const std::string& file) {
+    for (const std::string& name : {file, file + "-journal"}) {
+        std::error_code ec;
+        if (std::filesystem::exists(name, ec) && !std::filesystem::remove(name, ec) && ec) {
+            startup::Log(settings,
+                         "{*} Error deleting old database file {" + name + "}: " + ec.message());
+            return false;
+        }
+    }
+    return true;
+}
+
+void LogException(startup::RunSettings& settings, const std::string& where, const char* what) {
+    startup::Log(settings, "{*} Error in " + where + ": " + what);
+}
+
+// Group values of the configuration record, in column order. Whole numbers
+// are 16-bit, as the suite's other programs expect to read them back.
+void WriteGroupA(db::Recordset& rs, const platform::Clock& clock) {
+    rs.SetField("CompanyName", "Your Company Name");
+    rs.SetField("Address", "123 Main Street");
+    rs.SetField("City", "Beverly Hills");
+    rs.SetField("State", "CA");
+    rs.SetField("Zip", "90210");
+    rs.SetField("Phone", "800-555-1212");
+    rs.SetField("FAX", "888-555-1212");
+    rs.SetField("Mobile", "312-555-1212");
+    rs.SetField("Email", "info@yourcompanyname.example");
+    rs.SetField("Web", "www.yourcompanyname.example");
+    rs.SetField("TaxIDFed", "123-56-6789");
+    rs.SetField("TaxIDState", "12345678");
+    rs.SetField("NextId", db::MinutesSince2000(clock.Now()));
+    rs.SetField("DefaultCounty", "");
+    rs.SetField("DefaultState", "");
+    rs.SetField("DefaultDepositAccount", int16_t{0});
+    rs.SetField("DefaultRentAccount", int16_t{0});
+    rs.SetField("DefaultMortgageAccount", int16_t{0});
+    rs.SetField("DefaultMortgagee", int16_t{0});
+    rs.SetField("TermType", "Month(s)");
+    rs.SetField("Term", int16_t{12});
+    rs.SetField("ExpireOption", "MTM");
+    rs.SetField("Discount", int16_t{50});
+    rs.SetField("DiscountDays", int16_t{5});
+    rs.SetField("OneTimeFee", int16_t{50});
+    rs.SetField("OneTimeDays", int16_t{5});
+    rs.SetField("DailyFee", int16_t{0});
+    rs.SetField("DailyDays", int16_t{10});
+    rs.SetField("EvictDays", int16_t{15});
+    rs.SetField("BreakFee", int16_t{0});
+    rs.SetField("NoticeDays", int16_t{30});
+    rs.SetField("ShowAllAccounts", false);
+    rs.SetField("KeepAlerts", int16_t{15});
+}
+
+void WriteGroupB(db::Recordset& rs, const std::string& appPath) {
+    rs.SetField("AssociateDocs", false);
+    rs.SetField("DocDirectory", appPath + "Docs");
+    rs.SetField("FileDirectory", appPath + "Files");
+    rs.SetField("CFAExp1", "Landscape");
+    rs.SetField("CFAExp2", "Trash");
+    rs.SetField("CFAExp3", "Pest");
+    rs.SetField("CFAExp4", "Pool");
+    rs.SetField("NoteScoreTable", "500:20|725:15|875:12.5|1000:11");
+    rs.SetField("NoteCreditWeight", int16_t{1});
+    rs.SetField("NoteEquityWeight", int16_t{10});
+    rs.SetField("NoteOnTimeWeight", int16_t{10});
+    rs.SetField("CFASaleExpense", int16_t{4});
+    rs.SetField("CFADownPayment", int16_t{10});
+    rs.SetField("CFASaleCAP", int16_t{10});
+    rs.SetField("CFAMgmtFee", int16_t{0});
+    rs.SetField("CFAExpEscalator", int16_t{4});
+    rs.SetField("CFARentIncEscalator", int16_t{4});
+    rs.SetField("CFAVacancyRate", int16_t{5});
+}
+
+void WriteGroupC(db::Recordset& rs, const platform::Clock& clock) {
+    rs.SetField("IdConfig", db::DaysSince2000(clock.Now()));
+}
+
+constexpr std::array<std::string_view, 26> DefaultCategories = {
+    "Rent Payment",     "Deposit Charge",  "Other Income",    "Vending",
+    "Laundry",          "Insurance",       "Advertising",     "Property Taxes",
+    "Mortgage Payment", "Auto and Travel", "Repairs",         "Cleaning and Maint",
+    "Commissions",      "Legal Fees",      "Management Fees", "Mortgage Interest",
+    "Other Interest",   "Supplies",        "Taxes",           "Other Expenses",
+    "HOA Dues",         "Utilities",       "Mortgage Payoff", "Deposit",
+    "Deposit Refund",   "Mortgage Escrow"};
+
+} // namespace
+
+bool WriteDefaultConfiguration(startup::RunSettings& settings, db::Connection& connection,
+                               const platform::Clock& clock, int16_t fromVersion) {
+    if (!connection.IsOpen() && !db::OpenDB(settings, connection, "")) {
+        return false;
+    }
+    db::Recordset rs;
+    try {
+        rs.Open(connection, "SELECT * FROM Configuration");
+        if (rs.IsEOF()) {
+            rs.AddNew();
+        } else {
+            rs.Edit();
+        }
+        if (fromVersion == 0) {
+            WriteGroupA(rs, clock);
+        }
+        if (fromVersion < 5) {
+            WriteGroupB(rs, settings.AppPath);
+        }
+        if (fromVersion < 6) {
+            WriteGroupC(rs, clock);
+        }
+        rs.Update();
+        rs.Close();
+        return true;
+    } catch (const std::exception& e) {
+        rs.Close();
+        LogException(settings, "WriteDefaultConfiguration", e.what());
+        return false;
+    }
+}
+
+void AddCategory(db::Connection& connection, const std::string& name, int16_t ien) {
+    // The name goes into the statement as it is: every default name is free of quotes.
+    if (db::CountRecords(connection, "TransCategory", "Category = '" + name + "'") == 0) {
+        db::ExecuteSQL(connection, "INSERT INTO TransCategory (Category,IEN) VALUES ('" + name +
+                                       "'," + std::to_string(ien) + ")");
+    }
+}
+
+void WriteDefaultCategories(db::Connection& connection) {
+    // Income and expense categories are deliberately not told apart here.
+    for (std::string_view name : DefaultCategories) {
+        AddCategory(connection, std::string(name), 0);
+    }
+}
+
+bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::Progress& progress,
+                 util::UiServices& ui, const platform::Clock& clock, const std::string& dbFolder) {
+    const std::string folder = util::AddBackslash(dbFolder);
+    const std::string file = folder + "Ketrova.mdb";
+    StepReporter step(settings, progress, ui);
+
+    startup::Log(settings, "{-} CreateNewDB started");
+    startup::Log(settings, "{-} DB File: " + file);
+    progress.SetStatus("Database Creation");
+    ui.SetBusy(true);
+
+    bool ok = false;
+    db::Connection connection;
+    try {
+        db::SchemaLists lists;
+        step.Begin("Loading template ...", 5, "{-} Loading template");
+        ok = db::LoadTemplate(settings, lists, 1);
+
+        if (ok) {
+            step.Begin("Removing existing files ...", 15, "{-} Checking for old file to delete");
+            ok = RemoveOldFile(settings, file);
+        }
+        if (ok) {
+            step.Begin("Creating new database ...", 20, "{-} Creating new database file");
+            std::string error;
+            ok = db::CreateDatabaseFile(file, error);
+            if (!ok) {
+                startup::Log(settings, "{*} Error creating database file {" + file + "}: " + error);
+            }
+        }
+        if (ok) {
+            step.Begin("Opening new database ...", 25, "{-} Opening new database file");
+            ok = db::OpenDB(settings, connection, file);
+        }
+        if (ok) {
+            step.Begin("Writing new fields ...", 40, "{-} Writing new fields");
+            ok = db::AddFields(settings, connection, lists, ui);
+        }
+        if (ok) {
+            step.Begin("Writing new indexes ...", 60, "{-} Writing new indexes");
+            ok = db::AddIndexes(settings, connection, lists);
+        }
+        if (ok) {
+            step.Begin("Writing default configuration ...", 75, "{-} Writing new configuration");
+            ok = WriteDefaultConfiguration(settings, connection, clock, 0);
+        }
+    } catch (const std::exception& e) {
+        LogException(settings, "CreateNewDB", e.what());
+        ok = false;
+    }
+
+    step.Begin("Closing database ...", 85, "{-} Closing database");
+    db::CloseDB(connection);
+
+    try {
+        if (ok) {
+            step.Begin("Writing default transaction categories ...", 85,
+                       "{-} Writing default transaction categories");
+            // The categories go in through the program's own connection; not
+            // reaching it leaves a usable database without them, which the
+            // suite can fill later, so it does not fail the creation.
+            if (!shared.IsOpen() && db::OpenDB(settings, shared, file)) {
+                WriteDefaultCategories(shared);
+                db::CloseDB(shared);
+            }
+        }
+        if (ok) {
+            step.Begin("Writing version file ...", 95, "{-} Writing version file");
+            ok = startup::WriteVersionFile(folder);
+            if (!ok) {
+                startup::Log(settings, "{*} Error writing version file in {" + folder + "}");
+            }
+        }
+    } catch (const std::exception& e) {
+        db::CloseDB(shared);
+        LogException(settings, "CreateNewDB", e.what());
+        ok = false;
+    }
+
+    progress.SetValue(100);
+    progress.SetStatus(ok ? "Database created successfully." : "Database creation failed.");
+    ui.SetBusy(false);
+    return ok;
+}
+
+} // namespace create
