@@ -1,0 +1,109 @@
+// ostrand-cli create and connect, run as the built program on a private
+// program folder and registry store.
+
+#include "startup/registry.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <sys/wait.h>
+
+using testsupport::ReadFile;
+using testsupport::TempDir;
+using testsupport::WriteFile;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+    int exitCode = -1;
+    std::string out;
+};
+
+class CreateCommand : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directory(dir / "home");
+        fs::create_directory(dir / "data");
+        fs::copy_file(OSTRAND_SOURCE_DIR "/data/Ketrova.ddf", dir / "home/Ketrova.ddf");
+    }
+
+    Result Run(const std::string& args) const {
+        std::string cmd = "KETROVA_HOME='" + dir.str() + "home/' KETROVA_REGISTRY='" + dir.str() +
+                          "registry.reg' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
+                          OSTRAND_BIN_DIR + "/ostrand-cli' " + args + " 2>/dev/null";
+        Result r;
+        FILE* p = ::popen(cmd.c_str(), "r");
+        if (!p)
+            return r;
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
+            r.out.append(buf, n);
+        int status = ::pclose(p);
+        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return r;
+    }
+
+    std::string Registered(const std::string& name) const {
+        return startup::RegReadString(platform::RegistryStore(dir.str() + "registry.reg"),
+                                      startup::DatabasesKey, name);
+    }
+
+    TempDir dir;
+};
+
+TEST_F(CreateCommand, CreatesInTheProgramsDbFolderByDefaultAndRegistersIt) {
+    Result r = Run("create");
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, "Database created successfully.\n");
+    EXPECT_TRUE(fs::exists(dir / "home/db/Ketrova.mdb"));
+    EXPECT_EQ(Registered("Default"), dir.str() + "home/db/");
+    // The run is logged, and the log is closed again for the next program.
+    EXPECT_EQ(ReadFile(dir / "home/Ostrand.log").rfind("{-} CreateNewDB started\r\n", 0), 0u);
+}
+
+TEST_F(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedTo) {
+    WriteFile(dir / "data/Ketrova.mdb", "the landlord's data");
+    Result r = Run("create '" + dir.str() + "data'");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the landlord's data");
+    EXPECT_EQ(Registered("Default"), "");
+
+    r = Run("create '" + dir.str() + "data' --overwrite --altdb second");
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(ReadFile(dir / "data/Version"), "9\r\n");
+    EXPECT_EQ(Registered("second"), dir.str() + "data/");
+    EXPECT_EQ(Registered("Default"), "");
+}
+
+TEST_F(CreateCommand, FailuresLeaveTheRegistryAlone) {
+    // No such folder: refused before anything runs.
+    Result r = Run("create '" + dir.str() + "nowhere'");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_FALSE(fs::exists(dir / "home/Ostrand.log"));
+
+    // A creation that fails on the way says so and records nothing.
+    fs::remove(dir / "home/Ketrova.ddf");
+    r = Run("create '" + dir.str() + "data'");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.out, "Database creation failed.\n");
+    EXPECT_EQ(Registered("Default"), "");
+}
+
+TEST_F(CreateCommand, ConnectRecordsOnlyAFolderHoldingADatabase) {
+    Result r = Run("connect '" + dir.str() + "data'");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(Registered("Default"), "");
+
+    WriteFile(dir / "data/Ketrova.mdb", "");
+    r = Run("connect '" + dir.str() + "data' --altdb Branch2");
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, dir.str() + "data/\n");
+    EXPECT_EQ(Registered("Branch2"), dir.str() + "data/");
+}
+
+} // namespace
