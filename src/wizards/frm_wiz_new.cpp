@@ -1,0 +1,238 @@
+#include "wizards/frm_wiz_new.h"
+
+#include "create/create_db.h"
+#include "startup/registry.h"
+#include "startup/start_mode.h"
+#include "util/paths.h"
+#include "wizards/bar_progress.h"
+
+#include <QButtonGroup>
+#include <QFileInfo>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+namespace wizards {
+
+namespace {
+
+const char* const kInvalidDirectory =
+    "The directory path selected is not valid. Please select a directory\n"
+    "that exists and you have access rights to, and also make sure\n"
+    "there is disk space avaliable.\n\nPress OK to continue.";
+
+const char* const kDatabaseExists =
+    "A database already exists at the selected location. If you choose to\n"
+    "create a new database the old one will be overwritten and you will lose \n"
+    "all existing data.\n\nDo you want to continue creating a new database?";
+
+// A folder the new database can be written into: it exists and we may write there.
+bool UsableFolder(const std::string& folder) {
+    const QFileInfo info(QString::fromStdString(folder));
+    return info.isDir() && info.isWritable() && info.isExecutable();
+}
+
+} // namespace
+
+frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
+    : WizardWindow(context.settings, context.ui, "frmWizNew", "Ketrova Database Wizard", 5,
+                   "create", parent),
+      context_(context) {
+    SetPageHeading(PageChoice, "Welcome to the Ketrova Database Wizard");
+    AddText(PageChoice, "No Ketrova database was found for this computer. You can create a new, "
+                        "empty database, or tell Ketrova where an existing database is kept.");
+    optNewDB_ = new QRadioButton("&Create a new database", Page(PageChoice));
+    optNewDB_->setObjectName("optNewDB");
+    optConnect_ = new QRadioButton("C&onnect to an existing database", Page(PageChoice));
+    optConnect_->setObjectName("optConnect");
+    auto* group = new QButtonGroup(this);
+    group->addButton(optNewDB_);
+    group->addButton(optConnect_);
+    optNewDB_->setChecked(true);
+    PageLayout(PageChoice)->addSpacing(6);
+    PageLayout(PageChoice)->addWidget(optNewDB_);
+    PageLayout(PageChoice)->addWidget(optConnect_);
+    PageLayout(PageChoice)->addStretch(1);
+    connect(optNewDB_, &QRadioButton::toggled, this, [this] { OptionChosen(); });
+
+    SetPageHeading(PageNewPath, "Location of the new database");
+    AddText(PageNewPath, "Choose the folder in which the new database will be created. The "
+                         "folder must already exist.");
+    txtNewPath_ = AddFolderRow(PageNewPath, "txtNewPath", "cmdChangeNewPath", "CHANGENEWPATH");
+    PageLayout(PageNewPath)->addStretch(1);
+
+    SetPageHeading(PageCreate, "Ready to create the database");
+    AddText(PageCreate, "The new database will be created in:");
+    lblCreateFolder_ = AddText(PageCreate, {}, "lblCreateFolder");
+    lblCreateFolder_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QFont bold = lblCreateFolder_->font();
+    bold.setBold(true);
+    lblCreateFolder_->setFont(bold);
+    lblCreateFolder_->setContentsMargins(12, 0, 0, 0);
+    AddText(PageCreate, "Press Start to create it.");
+    PageLayout(PageCreate)->addSpacing(12);
+    const RunWidgets run = AddRunWidgets(PageCreate, "Creating the database ...");
+    lblDBCreate_ = run.caption;
+    pgbMakeDB_ = run.bar;
+    lblCreateStatus_ = run.status;
+    PageLayout(PageCreate)->addStretch(1);
+
+    SetPageHeading(PageConnect, "Connect to an existing database");
+    AddText(PageConnect, "Choose the folder that holds the Ketrova database (Ketrova.mdb). Next "
+                         "becomes available once the database is found there.");
+    txtConnectPath_ =
+        AddFolderRow(PageConnect, "txtConnectPath", "cmdChangeConnectPath", "CHANGECONNECTPATH");
+    PageLayout(PageConnect)->addStretch(1);
+    connect(txtConnectPath_, &QLineEdit::textChanged, this, [this] { ConnectPathChanged(); });
+
+    SetPageHeading(PageFinish, "Ketrova Database Wizard");
+    lblFinish_ = AddText(PageFinish, {}, "lblFinish");
+    PageLayout(PageFinish)->addStretch(1);
+
+    Register("NODB", [this] { NODB(); });
+    Register("NEWDBPATH", [this] { NewDBPath(); });
+    Register("CREATEDB_1", [this] { CreateDB_1(); });
+    Register("CREATEDB_2", [this] { CreateDB_2(); });
+    Register("BROWSECONNECT", [this] { BROWSECONNECT(); });
+    Register("CONNECTDB", [this] { MakeConnect(); });
+    Register("FINISH_SUCCESS", [this] { Finish_Success(); });
+    Register("FINISH_FAILURE", [this] { Finish_Failure(); });
+    Register("CHANGENEWPATH", [this] { ChangeNewPath(); });
+    Register("CHANGECONNECTPATH", [this] { ChangeConnectPath(); });
+    Register("EXIT", [this] {
+        startup::LaunchAppStart(settings_, ui_);
+        close();
+    });
+    Register("FAILED", [this] { close(); });
+    Register("CANCEL", [this] { close(); });
+
+    NODB();
+}
+
+void frmWizNew::NODB() {
+    ResetAll(false, true, true, FaceNext);
+    OptionChosen();
+    ShowPage(PageChoice);
+}
+
+void frmWizNew::OptionChosen() {
+    SetTag(ActionButton, optConnect_->isChecked() ? "BROWSECONNECT" : "NEWDBPATH");
+}
+
+void frmWizNew::NewDBPath() {
+    ResetAll(true, true, true, FaceNext);
+    txtNewPath_->setText(QString::fromStdString(settings_.AppPath + "db/"));
+    SetTag(BackButton, "NODB");
+    SetTag(ActionButton, "CREATEDB_1");
+    ShowPage(PageNewPath);
+}
+
+void frmWizNew::CreateDB_1() {
+    const std::string folder = util::AddBackslash(txtNewPath_->text().toStdString());
+    if (!UsableFolder(folder)) {
+        ui_.MessageBox(kInvalidDirectory, util::Buttons::OK, util::Icon::Exclamation,
+                       "Invalid Directory");
+        return;
+    }
+    if (util::FileExists(folder + "Ketrova.mdb") &&
+        ui_.MessageBox(kDatabaseExists, util::Buttons::YesNo, util::Icon::Question,
+                       "Database Exists") != util::Answer::Yes) {
+        return;
+    }
+    newFolder_ = folder;
+    ResetAll(true, true, true, FaceStart);
+    SetTag(BackButton, "NEWDBPATH");
+    SetTag(ActionButton, "CREATEDB_2");
+    lblCreateFolder_->setText(QString::fromStdString(folder));
+    lblDBCreate_->hide();
+    pgbMakeDB_->hide();
+    lblCreateStatus_->hide();
+    ShowPage(PageCreate);
+}
+
+void frmWizNew::CreateDB_2() {
+    lblDBCreate_->show();
+    pgbMakeDB_->setValue(0);
+    pgbMakeDB_->show();
+    lblCreateStatus_->clear();
+    lblCreateStatus_->show();
+    bool created = false;
+    RunLocked([&] {
+        RunLogScope log(settings_);
+        BarProgress progress(pgbMakeDB_, lblCreateStatus_);
+        try {
+            created = create::CreateNewDB(settings_, context_.connection, progress, ui_,
+                                          context_.clock, newFolder_);
+        } catch (...) {
+            // Whatever escaped the creation, the user must land on the failure page.
+            created = false;
+        }
+    });
+    if (created) {
+        startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
+                                settings_.AltDB, newFolder_);
+    }
+    ResetAll(false, true, false, FaceNext);
+    SetTag(ActionButton, created ? "FINISH_SUCCESS" : "FINISH_FAILURE");
+    ShowPage(PageCreate);
+}
+
+void frmWizNew::BROWSECONNECT() {
+    ResetAll(true, false, true, FaceNext);
+    txtConnectPath_->setText(QString::fromStdString(settings_.AppPath + "db"));
+    ConnectPathChanged(); // the text may not have changed, the folder's content may have
+    SetTag(BackButton, "NODB");
+    SetTag(ActionButton, "CONNECTDB");
+    ShowPage(PageConnect);
+}
+
+void frmWizNew::ConnectPathChanged() {
+    const std::string file =
+        util::AddBackslash(txtConnectPath_->text().toStdString()) + "Ketrova.mdb";
+    Button(ActionButton)->setEnabled(util::FileExists(file));
+}
+
+void frmWizNew::MakeConnect() {
+    const std::string folder = util::AddBackslash(txtConnectPath_->text().toStdString());
+    startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
+                            settings_.AltDB, folder);
+    ResetAll(false, true, true, FaceNext);
+    SetTag(ActionButton, "FINISH_SUCCESS");
+    SetPageHeading(PageFinish, "Database connected");
+    lblFinish_->setText("Ketrova will now use the database in " + QString::fromStdString(folder) +
+                        "\n\nPress Next to continue.");
+    ShowPage(PageFinish);
+}
+
+void frmWizNew::Finish_Success() {
+    ResetAll(false, true, true, FaceSuccess);
+    SetPageHeading(PageFinish, "The database is ready");
+    lblFinish_->setText("The Ketrova database is now ready for use.\n\n" + BackupAdvice());
+    ShowPage(PageFinish);
+}
+
+void frmWizNew::Finish_Failure() {
+    ResetAll(false, true, true, FaceFailure);
+    SetPageHeading(PageFinish, "The database could not be created");
+    lblFinish_->setText(FailureText("Database creation failure.", settings_.AppPath));
+    ShowPage(PageFinish);
+}
+
+void frmWizNew::ChangeNewPath() {
+    if (auto folder = ui_.BrowseFolder(
+            this, "Select directory for new database:", txtNewPath_->text().toStdString())) {
+        txtNewPath_->setText(QString::fromStdString(*folder));
+    }
+}
+
+void frmWizNew::ChangeConnectPath() {
+    if (auto folder = ui_.BrowseFolder(this, "Select directory where database is located:",
+                                       txtConnectPath_->text().toStdString())) {
+        txtConnectPath_->setText(QString::fromStdString(*folder));
+    }
+}
+
+} // namespace wizards

@@ -1,0 +1,109 @@
+#include "wizards/frm_wiz_upgrade.h"
+
+#include "startup/start_mode.h"
+#include "upgrade/upgrade_db.h"
+#include "wizards/bar_progress.h"
+
+#include <QLabel>
+#include <QProgressBar>
+#include <QVBoxLayout>
+
+namespace wizards {
+
+frmWizUpgrade::frmWizUpgrade(const WizardContext& context, QWidget* parent)
+    : WizardWindow(context.settings, context.ui, "frmWizUpgrade", "Ketrova Database Upgrade", 3,
+                   "upgrade", parent),
+      context_(context) {
+    SetPageHeading(PageIntro, "Your Ketrova database needs an upgrade");
+    AddText(PageIntro,
+            "This version of Ketrova keeps its data in a newer database structure. This wizard "
+            "brings your database up to date and converts its data; nothing is lost.");
+    AddText(PageIntro, "A copy of the database is taken before anything is changed, and it is "
+                       "put back should the upgrade fail.");
+    PageLayout(PageIntro)->addStretch(1);
+
+    SetPageHeading(PageReady, "Ready to upgrade");
+    AddText(PageReady, "Please close all other Ketrova programs before the upgrade begins. "
+                       "Depending on the size of the database this may take a few minutes.");
+    AddText(PageReady, "Press Start when ready.");
+    PageLayout(PageReady)->addStretch(1);
+
+    SetPageHeading(PageRun, "Upgrading the database");
+    const RunWidgets run = AddRunWidgets(PageRun, "Upgrade progress:");
+    lblDBCreate_ = run.caption;
+    pgbMakeDB_ = run.bar;
+    lblCreateStatus_ = run.status;
+    PageLayout(PageRun)->addSpacing(8);
+    lblFinish_ = AddText(PageRun, {}, "lblFinish");
+    PageLayout(PageRun)->addStretch(1);
+
+    Register("START_WIZARD", [this] { Start_Wizard(); });
+    Register("RUNUPGRADE_1", [this] { RUNUPGRADE_1(); });
+    Register("RUNUPGRADE_2", [this] { RUNUPGRADE_2(); });
+    Register("FINISH_SUCCESS", [this] { Finish_Success(); });
+    Register("FINISH_FAILURE", [this] { Finish_Failure(); });
+    Register("EXIT", [this] {
+        startup::LaunchAppStart(settings_, ui_);
+        close();
+    });
+    Register("FAILED", [this] { close(); });
+    Register("CANCEL", [this] { close(); });
+
+    Start_Wizard();
+}
+
+void frmWizUpgrade::Start_Wizard() {
+    ResetAll(true, true, false, FaceNext);
+    SetTag(ActionButton, "RUNUPGRADE_1");
+    ShowPage(PageIntro);
+}
+
+void frmWizUpgrade::RUNUPGRADE_1() {
+    lblDBCreate_->hide();
+    lblCreateStatus_->hide();
+    ResetAll(true, true, true, FaceStart);
+    SetTag(BackButton, "START_WIZARD");
+    SetTag(ActionButton, "RUNUPGRADE_2");
+    ShowPage(PageReady);
+}
+
+void frmWizUpgrade::RUNUPGRADE_2() {
+    lblDBCreate_->show();
+    lblCreateStatus_->clear();
+    lblCreateStatus_->show();
+    lblFinish_->clear();
+    pgbMakeDB_->setValue(0);
+    pgbMakeDB_->show();
+    ResetAll(false, false, false, FaceNext);
+    ShowPage(PageRun);
+    bool upgraded = false;
+    RunLocked([&] {
+        RunLogScope log(settings_);
+        BarProgress progress(pgbMakeDB_, lblCreateStatus_);
+        try {
+            upgraded =
+                upgrade::UpgradeDB(settings_, context_.connection, progress, ui_, context_.clock);
+        } catch (...) {
+            upgraded = false; // the outcome page and the log carry the failure
+        }
+    });
+    ResetAll(false, true, false, FaceNext);
+    SetTag(ActionButton, upgraded ? "FINISH_SUCCESS" : "FINISH_FAILURE");
+    ShowPage(PageRun);
+}
+
+void frmWizUpgrade::Finish_Success() {
+    lblFinish_->setText("The Ketrova database upgrade was successful.\n\n" + BackupAdvice());
+    ResetAll(false, true, false, FaceSuccess);
+    SetPageHeading(PageRun, "The database is up to date");
+    ShowPage(PageRun);
+}
+
+void frmWizUpgrade::Finish_Failure() {
+    lblFinish_->setText(FailureText("Database upgrade failure.", settings_.AppPath));
+    ResetAll(false, true, false, FaceFailure);
+    SetPageHeading(PageRun, "The database could not be upgraded");
+    ShowPage(PageRun);
+}
+
+} // namespace wizards

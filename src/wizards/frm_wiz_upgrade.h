@@ -1,0 +1,34 @@
+#pragma once
+// The upgrade wizard: an introduction, a page that waits for Start, and the
+// page that runs the upgrade and then leads to the outcome.
+
+#include "wizards/wizard_context.h"
+#include "wizards/wizard_window.h"
+
+class QLabel;
+class QProgressBar;
+
+namespace wizards {
+
+class frmWizUpgrade : public WizardWindow {
+    Q_OBJECT
+public:
+    enum PageIndex { PageIntro = 0, PageReady = 1, PageRun = 2 };
+
+    explicit frmWizUpgrade(const WizardContext& context, QWidget* parent = nullptr);
+
+    void Start_Wizard();
+    void RUNUPGRADE_1();
+    void RUNUPGRADE_2();
+    void Finish_Success();
+    void Finish_Failure();
+
+private:
+    WizardContext context_;
+    QLabel* lblDBCreate_ = nullptr;
+    QProgressBar* pgbMakeDB_ = nullptr;
+    QLabel* lblCreateStatus_ = nullptr;
+    QLabel* lblFinish_ = nullptr;
+};
+
+} // namespace wizards

@@ -1,0 +1,98 @@
+// What the program opens at start for each database state and switch: the
+// whole of start-up after the single-instance check, in a program folder and
+// registry store of the test's own.
+
+#include "startup/locator.h"
+#include "upgrade/old_databases.h"
+#include "wizard_fixture.h"
+#include "wizards/frm_wiz_options.h"
+#include "wizards/start_up.h"
+
+#include <cstdlib>
+
+namespace {
+
+class StartUpTest : public wizardtest::WizardFixture {
+protected:
+    StartUpTest() {
+        // Start-up reads its folders from the environment, as the program does.
+        setenv("KETROVA_HOME", settings.AppPath.c_str(), 1);
+        setenv("KETROVA_REGISTRY", settings.RegistryFile.c_str(), 1);
+        setenv("KETROVA_USER_SETTINGS", settings.UserSettingsFile.c_str(), 1);
+    }
+    ~StartUpTest() override {
+        unsetenv("KETROVA_HOME");
+        unsetenv("KETROVA_REGISTRY");
+        unsetenv("KETROVA_USER_SETTINGS");
+    }
+
+    enum class State { None, Current, Old };
+
+    void Prepare(State state) {
+        if (state == State::None) {
+            return;
+        }
+        const std::string folder = settings.AppPath + "db/";
+        upgradetest::BuildOldDatabase(folder, 8);
+        if (state == State::Current) {
+            ASSERT_TRUE(startup::WriteVersionFile(folder));
+        }
+        startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
+                                "Default", folder);
+    }
+
+    // The object name of what start-up opened; "diagnostics" for no window.
+    std::string Opened(const std::string& commandLine) {
+        startup::RunSettings fresh;
+        wizards::WizardContext ctx{fresh, ui, connection, clock};
+        const std::unique_ptr<QWidget> window = wizards::StartUp(ctx, commandLine);
+        seen = std::move(fresh.AltDB);
+        return window ? window->objectName().toStdString() : "diagnostics";
+    }
+    std::string seen;
+};
+
+TEST_F(StartUpTest, EachDatabaseStateOpensItsWizardAndSwitchesOverrideIt) {
+    struct Case {
+        State state;
+        const char* commandLine;
+        const char* opens;
+    };
+    const Case cases[] = {
+        {State::None, "", "frmWizNew"},
+        {State::Old, "", "frmWizUpgrade"},
+        {State::Current, "", "frmWizOptions"},
+        {State::Current, "/nodb", "frmWizNew"},
+        {State::Current, "/UpgradeDB", "frmWizUpgrade"},
+        {State::Old, "/nodb /upgradedb", "frmWizNew"},
+        {State::None, "/upgradedb", "frmWizNew"},
+        {State::Current, "nodb", "frmWizOptions"}, // no "/": no switch
+    };
+    for (const Case& c : cases) {
+        std::filesystem::remove_all(home / "db");
+        std::filesystem::create_directory(home / "db");
+        std::filesystem::remove(home / "registry.reg");
+        Prepare(c.state);
+        EXPECT_EQ(Opened(c.commandLine), c.opens) << "\"" << c.commandLine << "\"";
+    }
+}
+
+TEST_F(StartUpTest, TheAltdbSwitchChoosesWhichRegisteredDatabaseIsLocated) {
+    Prepare(State::Current);
+    // "second" is not registered: the create wizard, for that name.
+    EXPECT_EQ(Opened("/altdb=Second"), "frmWizNew");
+    EXPECT_EQ(seen, "second");
+    EXPECT_EQ(Opened("/altdb=default"), "frmWizNew"); // lower-cased: not "Default"
+    EXPECT_EQ(Opened(""), "frmWizOptions");
+}
+
+TEST_F(StartUpTest, TheDiagSwitchRunsTheReportWithoutAWindowWhateverTheState) {
+    for (const char* line : {"/diag", "/diag /nodb"}) {
+        std::filesystem::remove(home / "Ostrand.log");
+        EXPECT_EQ(Opened(line), "diagnostics") << line;
+        const std::string report = testsupport::ReadFile(home / "Ostrand.log");
+        EXPECT_NE(report.find("{ } Testing completed at "), std::string::npos) << line;
+    }
+}
+
+} // namespace
