@@ -15,3 +15,10 @@ echo "== ostrand-cli mode"
 build/bin/ostrand-cli mode
 echo "== ostrand-cli locate"
 build/bin/ostrand-cli locate || true
+# The wizards need a display. Without one, say how to get a virtual one.
+if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+    echo "== no display: run the wizards with 'xvfb-run -a scripts/run.sh', or use build/bin/ostrand-cli" >&2
+    exit 0
+fi
+echo "== ostrand $*"
+exec build/bin/ostrand "$@"

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Takes the README's pictures of the four windows from the real program,
+# under a virtual X display, in a throw-away program folder.
+# Needs xvfb, xdotool and imagemagick. Usage: docs/screenshots/take.sh [build/bin]
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+bin="$(realpath "${1:-build/bin}")"
+out="$PWD/docs/screenshots"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+
+if [ -z "${OSTRAND_SHOTS_DISPLAY:-}" ]; then
+    export OSTRAND_SHOTS_DISPLAY=1
+    exec xvfb-run -a -s "-screen 0 1024x768x24" "$0" "$@"
+fi
+
+export KETROVA_HOME="$work/home/"
+export KETROVA_REGISTRY="$work/registry.reg"
+export KETROVA_USER_SETTINGS="$work/settings.ini"
+mkdir -p "$KETROVA_HOME"
+cp "$bin/Ketrova.ddf" "$KETROVA_HOME"
+cp -r "$bin/help" "$KETROVA_HOME"
+
+register() { # the database folder start-up will find
+    printf 'REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Ketrova\\Global\\Databases]\r\n"Default"="%s"\r\n' \
+        "$1" > "$KETROVA_REGISTRY"
+}
+
+# Starts the program, waits for its window, runs the steps given, and saves
+# the window (cut from the whole screen) as $1.png.
+shoot() {
+    local name="$1" title="$2"
+    shift 2
+    "$bin/ostrand" &
+    local pid=$!
+    local win
+    win="$(xdotool search --sync --onlyvisible --name "$title" | head -n1)"
+    sleep 1
+    for step in "$@"; do
+        eval "$step"
+        sleep 0.7
+    done
+    win="$(xdotool search --onlyvisible --name "${SHOT_TITLE:-$title}" | head -n1)"
+    eval "$(xdotool getwindowgeometry --shell "$win")"
+    import -window root "$work/screen.png"
+    convert "$work/screen.png" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" +repage -strip \
+        "$out/$name.png"
+    kill "$pid" 2>/dev/null || true
+    wait "$pid" 2>/dev/null || true
+    unset SHOT_TITLE
+}
+
+key() { xdotool key --window "$(xdotool search --onlyvisible --name "$1" | head -n1)" "$2"; }
+
+# No database registered: the create wizard, at its folder page.
+shoot create "Ketrova Database Wizard" 'key "Ketrova Database Wizard" alt+n'
+
+# A database of an older version: the upgrade wizard.
+db="$KETROVA_HOME"db/
+"$bin/ostrand-cli" create "$db" >/dev/null
+register "$db"
+printf '4\r\n' > "$db/Version"
+shoot upgrade "Ketrova Database Upgrade"
+
+# A current database: the options wizard.
+printf '9\r\n' > "$db/Version"
+shoot options "Ketrova Database Wizard"
+
+# The restore window, handed over by the options wizard, with a backup open.
+mkdir -p "$KETROVA_HOME/Backup" "$KETROVA_HOME/Docs"
+printf 'Lease of unit 12B\n' > "$KETROVA_HOME/Docs/Lease 12B.txt"
+archive="$KETROVA_HOME/Backup/Ketrova.20260701.kbx"
+for f in "$db/Ketrova.mdb" "$db/Version" "$KETROVA_HOME/Docs/Lease 12B.txt"; do
+    "$bin/ostrand-cli" archive add "$archive" "$f" --type 1 >/dev/null
+done
+SHOT_TITLE="Ketrova Database Restore" shoot restore "Ketrova Database Wizard" \
+    'key "Ketrova Database Wizard" Down' 'key "Ketrova Database Wizard" Down' \
+    'key "Ketrova Database Wizard" alt+n' 'key "Ketrova Database Wizard" alt+f' \
+    'key "Ketrova Database Restore" Tab' 'key "Ketrova Database Restore" Down' \
+    'key "Ketrova Database Restore" alt+x'
+ls -l "$out"/*.png
