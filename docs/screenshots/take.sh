@@ -50,10 +50,16 @@ shoot() {
     unset SHOT_TITLE
 }
 
-key() { xdotool key --window "$(xdotool search --onlyvisible --name "$1" | head -n1)" "$2"; }
+# A click at a point of the named window. Clicks, not keys: without a window
+# manager nothing holds the keyboard focus.
+click() {
+    local w
+    w="$(xdotool search --onlyvisible --name "$1" | head -n1)"
+    xdotool mousemove --window "$w" "$2" "$3" click 1
+}
 
 # No database registered: the create wizard, at its folder page.
-shoot create "Ketrova Database Wizard" 'key "Ketrova Database Wizard" alt+n'
+shoot create "Ketrova Database Wizard" 'click "Ketrova Database Wizard" 465 405'
 
 # A database of an older version: the upgrade wizard.
 db="$KETROVA_HOME"db/
@@ -70,12 +76,14 @@ shoot options "Ketrova Database Wizard"
 mkdir -p "$KETROVA_HOME/Backup" "$KETROVA_HOME/Docs"
 printf 'Lease of unit 12B\n' > "$KETROVA_HOME/Docs/Lease 12B.txt"
 archive="$KETROVA_HOME/Backup/Ketrova.20260701.kbx"
-for f in "$db/Ketrova.mdb" "$db/Version" "$KETROVA_HOME/Docs/Lease 12B.txt"; do
-    "$bin/ostrand-cli" archive add "$archive" "$f" --type 1 >/dev/null
-done
+"$bin/ostrand-cli" archive add "$archive" "$db/Ketrova.mdb" --type 1 >/dev/null
+"$bin/ostrand-cli" archive add "$archive" "$db/Version" --type 1 >/dev/null
+"$bin/ostrand-cli" archive add "$archive" "$KETROVA_HOME/Docs/Lease 12B.txt" --type 3 >/dev/null
+# (The points are those of the options' third choice and its action button,
+# then the restore window's first archive, "Expand All" and a folder's tick.)
 SHOT_TITLE="Ketrova Database Restore" shoot restore "Ketrova Database Wizard" \
-    'key "Ketrova Database Wizard" Down' 'key "Ketrova Database Wizard" Down' \
-    'key "Ketrova Database Wizard" alt+n' 'key "Ketrova Database Wizard" alt+f' \
-    'key "Ketrova Database Restore" Tab' 'key "Ketrova Database Restore" Down' \
-    'key "Ketrova Database Restore" alt+x'
+    'click "Ketrova Database Wizard" 256 176' 'click "Ketrova Database Wizard" 465 405' \
+    'click "Ketrova Database Wizard" 465 405' 'sleep 1' \
+    'click "Ketrova Database Restore" 120 103' 'click "Ketrova Database Restore" 70 450' \
+    'click "Ketrova Database Restore" 453 157'
 ls -l "$out"/*.png
