@@ -11,7 +11,7 @@
 namespace wizards {
 
 frmWizUpgrade::frmWizUpgrade(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizUpgrade", "Ketrova Database Upgrade", 3,
+    : WizardWindow(context.settings, context.ui, "frmWizUpgrade", "Ketrova Database Wizard", 3,
                    "upgrade", parent),
       context_(context) {
     SetPageHeading(PageIntro, "Your Ketrova database needs an upgrade");

@@ -24,6 +24,7 @@ TEST_F(CreateWizardTest, CreatesTheDatabaseRegistersItAndStartsTheSuiteOnFinish)
     settings.AppStart = MarkerCommand();
     frmWizNew w(context);
     w.show();
+    EXPECT_EQ(w.windowTitle(), "Ketrova Database Wizard");
     EXPECT_EQ(w.VisiblePage(), frmWizNew::PageChoice);
     EXPECT_EQ(w.Tag(W::ActionButton), "NEWDBPATH");
     EXPECT_FALSE(w.Button(W::BackButton)->isEnabled());
@@ -206,6 +207,15 @@ TEST_F(CreateWizardTest, TheNewFolderCanBeChosenAndACancelledDialogChangesNothin
     w.RunCommand("CHANGENEWPATH");
     EXPECT_EQ(ui.folderTitles.back(), "Select directory for new database:");
     EXPECT_EQ(Text<QLineEdit>(w, "txtNewPath").toStdString(), home.str() + "Files");
+}
+
+TEST_F(CreateWizardTest, HelpOpensTheShippedPageOfThisWizard) {
+    frmWizNew w(context);
+    w.show();
+    Press(w, W::HelpButton);
+    ASSERT_EQ(ui.opened.size(), 1u);
+    EXPECT_EQ(std::filesystem::path(ui.opened[0]).filename(), "create.html");
+    EXPECT_TRUE(std::filesystem::exists(ui.opened[0])) << ui.opened[0];
 }
 
 } // namespace

@@ -31,6 +31,7 @@ TEST_F(UpgradeWizardTest, UpgradesAVersionFourDatabaseAndStartsTheSuiteOnFinish)
     settings.AppStart = MarkerCommand();
     frmWizUpgrade w(context);
     w.show();
+    EXPECT_EQ(w.windowTitle(), "Ketrova Database Wizard");
     EXPECT_EQ(w.VisiblePage(), frmWizUpgrade::PageIntro);
     EXPECT_TRUE(w.Button(W::BackButton)->isEnabled());
     EXPECT_FALSE(w.Button(W::HelpButton)->isEnabled());
@@ -41,6 +42,11 @@ TEST_F(UpgradeWizardTest, UpgradesAVersionFourDatabaseAndStartsTheSuiteOnFinish)
     EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Start");
     EXPECT_EQ(w.Tag(W::BackButton), "START_WIZARD");
     EXPECT_TRUE(w.Button(W::HelpButton)->isEnabled());
+    Press(w, W::HelpButton);
+    ASSERT_EQ(ui.opened.size(), 1u);
+    EXPECT_EQ(std::filesystem::path(ui.opened[0]).filename(), "upgrade.html");
+    EXPECT_TRUE(std::filesystem::exists(ui.opened[0])) << ui.opened[0];
+    EXPECT_EQ(w.VisiblePage(), frmWizUpgrade::PageReady);
 
     // "Previous" leads back to the introduction and forward again.
     Press(w, W::BackButton);
