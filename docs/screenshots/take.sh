@@ -6,17 +6,18 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 bin="$(realpath "${1:-build/bin}")"
 out="$PWD/docs/screenshots"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-
 if [ -z "${OSTRAND_SHOTS_DISPLAY:-}" ]; then
     export OSTRAND_SHOTS_DISPLAY=1
     exec xvfb-run -a -s "-screen 0 1024x768x24" "$0" "$@"
 fi
 
-export KETROVA_HOME="$work/home/"
-export KETROVA_REGISTRY="$work/registry.reg"
-export KETROVA_USER_SETTINGS="$work/settings.ini"
+# The folder shows in the pictures, so it is named as an install would be.
+work="$(mktemp -d /tmp/Ketrova.XXXX)"
+trap 'rm -rf "$work"' EXIT
+
+export KETROVA_HOME="$work/"
+export KETROVA_REGISTRY="$work/.registry.reg"
+export KETROVA_USER_SETTINGS="$work/.settings.ini"
 mkdir -p "$KETROVA_HOME"
 cp "$bin/Ketrova.ddf" "$KETROVA_HOME"
 cp -r "$bin/help" "$KETROVA_HOME"
@@ -42,8 +43,8 @@ shoot() {
     done
     win="$(xdotool search --onlyvisible --name "${SHOT_TITLE:-$title}" | head -n1)"
     eval "$(xdotool getwindowgeometry --shell "$win")"
-    import -window root "$work/screen.png"
-    convert "$work/screen.png" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" +repage -strip \
+    # ImageMagick's own import by full path: another "convert" or "import" may come first on PATH.
+    /usr/bin/import -window root -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" +repage -strip \
         "$out/$name.png"
     kill "$pid" 2>/dev/null || true
     wait "$pid" 2>/dev/null || true
@@ -66,7 +67,7 @@ db="$KETROVA_HOME"db/
 "$bin/ostrand-cli" create "$db" >/dev/null
 register "$db"
 printf '4\r\n' > "$db/Version"
-shoot upgrade "Ketrova Database Upgrade"
+shoot upgrade "Ketrova Database Wizard"
 
 # A current database: the options wizard.
 printf '9\r\n' > "$db/Version"
@@ -85,5 +86,5 @@ SHOT_TITLE="Ketrova Database Restore" shoot restore "Ketrova Database Wizard" \
     'click "Ketrova Database Wizard" 256 176' 'click "Ketrova Database Wizard" 465 405' \
     'click "Ketrova Database Wizard" 465 405' 'sleep 1' \
     'click "Ketrova Database Restore" 120 103' 'click "Ketrova Database Restore" 70 450' \
-    'click "Ketrova Database Restore" 453 157'
+    'click "Ketrova Database Restore" 433 139'
 ls -l "$out"/*.png
