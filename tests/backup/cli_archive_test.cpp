@@ -2,48 +2,28 @@
 // and registry store.
 
 #include "archive_builder.h"
+#include "support/cli_run.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <sys/wait.h>
 
+using testsupport::CliResult;
 using testsupport::ReadFile;
+using testsupport::RunCli;
 using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Result {
-    int exitCode = -1;
-    std::string out;
-};
-
 class ArchiveCommand : public ::testing::Test {
 protected:
     void SetUp() override { fs::create_directory(dir / "home"); }
 
-    Result Run(const std::string& args) const {
-        std::string cmd = "cd '" + dir.str() + "' && KETROVA_HOME='" + dir.str() +
-                          "home/' KETROVA_REGISTRY='" + dir.str() +
-                          "registry.reg' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
-                          OSTRAND_BIN_DIR + "/ostrand-cli' archive " + args + " 2>/dev/null";
-        Result r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (!p) {
-            return r;
-        }
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) {
-            r.out.append(buf, n);
-        }
-        int status = ::pclose(p);
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return r;
+    CliResult Run(const std::string& args) const {
+        return RunCli(dir.str(), "archive " + args, "", dir.str());
     }
 
     TempDir dir;
@@ -54,7 +34,7 @@ protected:
 TEST_F(ArchiveCommand, AddListAndRestoreRoundTrip) {
     WriteFile(dir / "Ketrova.mdb", backuptest::Pattern(120000));
     WriteFile(dir / "notes.txt", "notes");
-    Result r = Run("add k.kbx Ketrova.mdb --type 1");
+    CliResult r = Run("add k.kbx Ketrova.mdb --type 1");
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out, "Success\n");
     EXPECT_EQ(Run("add k.kbx notes.txt").out, "Success\n");
@@ -101,7 +81,7 @@ TEST_F(ArchiveCommand, UsageErrorsAndMissingArchives) {
     EXPECT_EQ(Run("list missing.kbx").exitCode, 1);
     EXPECT_EQ(Run("restore missing.kbx").exitCode, 1);
     // A drive-letter name has no original place here: refused, not written.
-    Result r = Run("restore w.kbx");
+    CliResult r = Run("restore w.kbx");
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_NE(r.out.find("Files successfully restored : 0\n"), std::string::npos) << r.out;
     EXPECT_EQ(Run("list w.kbx").out, "1\t1\t2\t1\t501\t3/14/2009 4:05:06 PM\tC:\\k\\f.txt\n");

@@ -2,25 +2,21 @@
 // program folder and registry store.
 
 #include "startup/registry.h"
+#include "support/cli_run.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <sys/wait.h>
 
+using testsupport::CliResult;
 using testsupport::ReadFile;
+using testsupport::RunCli;
 using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Result {
-    int exitCode = -1;
-    std::string out;
-};
 
 class CreateCommand : public ::testing::Test {
 protected:
@@ -30,22 +26,7 @@ protected:
         fs::copy_file(OSTRAND_SOURCE_DIR "/data/Ketrova.ddf", dir / "home/Ketrova.ddf");
     }
 
-    Result Run(const std::string& args) const {
-        std::string cmd = "KETROVA_HOME='" + dir.str() + "home/' KETROVA_REGISTRY='" + dir.str() +
-                          "registry.reg' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
-                          OSTRAND_BIN_DIR + "/ostrand-cli' " + args + " 2>/dev/null";
-        Result r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (!p)
-            return r;
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0)
-            r.out.append(buf, n);
-        int status = ::pclose(p);
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return r;
-    }
+    CliResult Run(const std::string& args) const { return RunCli(dir.str(), args); }
 
     std::string Registered(const std::string& name) const {
         return startup::RegReadString(platform::RegistryStore(dir.str() + "registry.reg"),
@@ -56,7 +37,7 @@ protected:
 };
 
 TEST_F(CreateCommand, CreatesInTheProgramsDbFolderByDefaultAndRegistersIt) {
-    Result r = Run("create");
+    CliResult r = Run("create");
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out, "Database created successfully.\n");
     EXPECT_TRUE(fs::exists(dir / "home/db/Ketrova.mdb"));
@@ -67,7 +48,7 @@ TEST_F(CreateCommand, CreatesInTheProgramsDbFolderByDefaultAndRegistersIt) {
 
 TEST_F(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedTo) {
     WriteFile(dir / "data/Ketrova.mdb", "the landlord's data");
-    Result r = Run("create '" + dir.str() + "data'");
+    CliResult r = Run("create '" + dir.str() + "data'");
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the landlord's data");
@@ -82,7 +63,7 @@ TEST_F(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedTo) {
 
 TEST_F(CreateCommand, FailuresLeaveTheRegistryAlone) {
     // No such folder: refused before anything runs.
-    Result r = Run("create '" + dir.str() + "nowhere'");
+    CliResult r = Run("create '" + dir.str() + "nowhere'");
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_FALSE(fs::exists(dir / "home/Ostrand.log"));
 
@@ -95,7 +76,7 @@ TEST_F(CreateCommand, FailuresLeaveTheRegistryAlone) {
 }
 
 TEST_F(CreateCommand, ConnectRecordsOnlyAFolderHoldingADatabase) {
-    Result r = Run("connect '" + dir.str() + "data'");
+    CliResult r = Run("connect '" + dir.str() + "data'");
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(Registered("Default"), "");
 

@@ -3,24 +3,20 @@
 
 #include "db/connection.h"
 #include "startup/registry.h"
+#include "support/cli_run.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <sys/wait.h>
 
+using testsupport::CliResult;
+using testsupport::RunCli;
 using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Result {
-    int exitCode = -1;
-    std::string out;
-};
 
 class SchemaCommand : public ::testing::Test {
 protected:
@@ -44,24 +40,7 @@ protected:
         startup::RegWriteString(reg, startup::DatabasesKey, "Default", dir.str() + "data/");
     }
 
-    Result Run(const std::string& args) const {
-        std::string cmd = "KETROVA_HOME='" + dir.str() + "home/' KETROVA_REGISTRY='" + dir.str() +
-                          "registry.reg' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
-                          OSTRAND_BIN_DIR + "/ostrand-cli' schema " + args + " 2>/dev/null";
-        Result r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (!p) {
-            return r;
-        }
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) {
-            r.out.append(buf, n);
-        }
-        int status = ::pclose(p);
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return r;
-    }
+    CliResult Run(const std::string& args) const { return RunCli(dir.str(), "schema " + args); }
 
     TempDir dir;
     std::string dbFile;
@@ -74,7 +53,7 @@ TEST_F(SchemaCommand, PrintsEveryPlannedChangeAndChangesNothing) {
                                  "add\tTenant\tHide\t11\t0\n"
                                  "add\tContact\tIdContact\t3\t0\n"
                                  "remove\tTenant\tPermCity\t202\t30\n";
-    Result first = Run("");
+    CliResult first = Run("");
     EXPECT_EQ(first.exitCode, 0);
     EXPECT_EQ(first.out, expected);
     // A dry run: the second run finds the same differences.
@@ -84,7 +63,7 @@ TEST_F(SchemaCommand, PrintsEveryPlannedChangeAndChangesNothing) {
 
 TEST_F(SchemaCommand, FailsWithoutTemplateOrDatabase) {
     EXPECT_EQ(Run("--template '" + dir.str() + "none.ddf'").exitCode, 1);
-    Result r = Run("--db '" + dir.str() + "data/none.mdb'");
+    CliResult r = Run("--db '" + dir.str() + "data/none.mdb'");
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_FALSE(fs::exists(dir / "data/none.mdb"));

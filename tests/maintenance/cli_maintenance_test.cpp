@@ -2,23 +2,19 @@
 // private program folder and registry store.
 
 #include "maint_fixture.h"
+#include "support/cli_run.h"
 
 #include "startup/registry.h"
 
-#include <cstdio>
 #include <filesystem>
-#include <sys/wait.h>
 
 namespace {
 
+using testsupport::CliResult;
+using testsupport::RunCli;
 namespace fs = std::filesystem;
 using testsupport::ReadFile;
 using testsupport::WriteFile;
-
-struct Result {
-    int exitCode = -1;
-    std::string out;
-};
 
 class CliTest : public ::testing::Test {
 protected:
@@ -30,24 +26,8 @@ protected:
     std::string Home() const { return dir.str() + "home/"; }
     std::string Data() const { return dir.str() + "data/"; }
 
-    Result Run(const std::string& args) const {
-        const std::string cmd = "DISPLAY= TMPDIR='" + dir.str() + "tmp' KETROVA_HOME='" + Home() +
-                                "' KETROVA_REGISTRY='" + dir.str() + "registry.reg' " +
-                                "KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
-                                OSTRAND_BIN_DIR + "/ostrand-cli' " + args + " 2>/dev/null";
-        Result r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (!p) {
-            return r;
-        }
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) {
-            r.out.append(buf, n);
-        }
-        const int status = ::pclose(p);
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return r;
+    CliResult Run(const std::string& args) const {
+        return RunCli(dir.str(), args, "DISPLAY= TMPDIR='" + dir.str() + "tmp'");
     }
 
     // A current database with one stray rent-log row, registered as "Default".
@@ -70,7 +50,7 @@ protected:
 
 TEST_F(CliTest, DiagWritesTheReportAndPrintsItsPath) {
     MakeDatabase();
-    const Result r = Run("diag --yes");
+    const CliResult r = Run("diag --yes");
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out, Home() + "Ostrand.log\n");
     const auto lines = mainttest::SplitLines(ReadFile(Home() + "Ostrand.log"));
@@ -82,7 +62,7 @@ TEST_F(CliTest, DiagWritesTheReportAndPrintsItsPath) {
 
 TEST_F(CliTest, CompactPrintsTheSummaryOrTheError) {
     MakeDatabase();
-    Result r = Run("compact");
+    CliResult r = Run("compact");
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out.rfind("Compression completed.\nOld file size: ", 0), 0u) << r.out;
     EXPECT_NE(r.out.find("\nThis realized a saving of "), std::string::npos);
@@ -97,7 +77,7 @@ TEST_F(CliTest, CompactPrintsTheSummaryOrTheError) {
 }
 
 TEST_F(CliTest, SysinfoPrintsTheReportsSystemBlock) {
-    const Result r = Run("sysinfo");
+    const CliResult r = Run("sysinfo");
     EXPECT_EQ(r.exitCode, 0);
     std::vector<std::string> lines;
     for (size_t start = 0; start < r.out.size();) {

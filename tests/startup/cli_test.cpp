@@ -2,23 +2,19 @@
 // private program folder, registry store and per-user settings.
 
 #include "startup/registry.h"
+#include "support/cli_run.h"
 #include "support/temp_dir.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
+using testsupport::CliResult;
+using testsupport::RunCli;
 using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Result {
-    int exitCode = -1;
-    std::string out;
-};
 
 class Cli {
 public:
@@ -30,24 +26,7 @@ public:
     std::string Data() const { return dir.str() + "data/"; }
     std::string Registry() const { return dir.str() + "registry.reg"; }
 
-    Result Run(const std::string& args) const {
-        std::string cmd = "KETROVA_HOME='" + Home() + "' KETROVA_REGISTRY='" + Registry() +
-                          "' KETROVA_USER_SETTINGS='" + dir.str() + "settings.ini' '" +
-                          OSTRAND_BIN_DIR + "/ostrand-cli' " + args + " 2>/dev/null";
-        Result r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (!p) {
-            return r;
-        }
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) {
-            r.out.append(buf, n);
-        }
-        int status = ::pclose(p);
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return r;
-    }
+    CliResult Run(const std::string& args) const { return RunCli(dir.str(), args); }
 
     void RegisterDatabase(const std::string& name, const std::string& version) {
         platform::RegistryStore reg(Registry());
@@ -63,7 +42,7 @@ public:
 
 TEST(CliStartup, ModePrintsEverySettingInOrderThenStatusAndChoice) {
     Cli cli;
-    Result r = cli.Run("mode -- /Expert /AppStart=Rentora /loadfile=Lease.doc");
+    CliResult r = cli.Run("mode -- /Expert /AppStart=Rentora /loadfile=Lease.doc");
     EXPECT_EQ(r.exitCode, 0);
     const std::string h = cli.Home();
     EXPECT_EQ(r.out, "AppPath = " + h +
@@ -111,7 +90,7 @@ TEST(CliStartup, ModeTakesTheLocatedDatabaseAndLetsTheCommandLineNameWin) {
 TEST(CliStartup, LocatePrintsTheSixLinesAndTheStatus) {
     Cli cli;
     cli.RegisterDatabase("Branch2", "10\r\n");
-    Result r = cli.Run("locate --altdb branch2");
+    CliResult r = cli.Run("locate --altdb branch2");
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out, "{ } Registry value exists : True\n"
                      "{ } Database path         : " +
@@ -124,7 +103,7 @@ TEST(CliStartup, LocatePrintsTheSixLinesAndTheStatus) {
                          "{ } DB Current Version    : 9\n"
                          "{ } DB Existing Version   : 10\n"
                          "DBStatus = 0\n");
-    Result missing = cli.Run("locate");
+    CliResult missing = cli.Run("locate");
     EXPECT_EQ(missing.exitCode, 0);
     EXPECT_NE(missing.out.find("{ } Registry value exists : False\n"), std::string::npos);
     EXPECT_NE(missing.out.find("DBStatus = 1\n"), std::string::npos);
