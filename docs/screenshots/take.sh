@@ -62,12 +62,14 @@ click() {
 # No database registered: the create wizard, at its folder page.
 shoot create "Ketrova Database Wizard" 'click "Ketrova Database Wizard" 465 405'
 
-# A database of an older version: the upgrade wizard.
+# A database of an older version: the upgrade wizard, run to its outcome
+# (Next, Start, then the outcome once the run has ended).
 db="$KETROVA_HOME"db/
 "$bin/ostrand-cli" create "$db" >/dev/null
 register "$db"
 printf '4\r\n' > "$db/Version"
-shoot upgrade "Ketrova Database Wizard"
+at_action='click "Ketrova Database Wizard" 465 405'
+shoot upgrade "Ketrova Database Wizard" "$at_action" "$at_action" 'sleep 3' "$at_action"
 
 # A current database: the options wizard.
 printf '9\r\n' > "$db/Version"
