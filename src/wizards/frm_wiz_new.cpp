@@ -1,13 +1,13 @@
 #include "wizards/frm_wiz_new.h"
 
 #include "create/create_db.h"
+#include "platform/environment.h"
 #include "startup/registry.h"
 #include "startup/start_mode.h"
 #include "util/paths.h"
 #include "wizards/bar_progress.h"
 
 #include <QButtonGroup>
-#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
@@ -29,10 +29,10 @@ const char* const kDatabaseExists =
     "create a new database the old one will be overwritten and you will lose \n"
     "all existing data.\n\nDo you want to continue creating a new database?";
 
-// A folder the new database can be written into: it exists and we may write there.
+// A folder the new database can be written into: it exists and we may create
+// files there. The same test as ostrand-cli's, so both refuse the same folders.
 bool UsableFolder(const std::string& folder) {
-    const QFileInfo info(QString::fromStdString(folder));
-    return info.isDir() && info.isWritable() && info.isExecutable();
+    return util::FolderExists(folder) && platform::FolderWritable(folder);
 }
 
 } // namespace
