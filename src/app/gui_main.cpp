@@ -10,6 +10,7 @@
 
 #include <QApplication>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,14 @@ void BringForward() {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Qt would abort with a core dump here; say instead what does work.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        std::fputs("ostrand: no display. Run it under a virtual one (xvfb-run -a ostrand ...),\n"
+                   "or use ostrand-cli, which does the same work without a window.\n",
+                   stderr);
+        return 2;
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName("Ostrand");
 
