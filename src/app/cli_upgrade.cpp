@@ -1,10 +1,74 @@
+// ostrand-cli upgrade: the upgrade wizard's run without a window.
+
 #include "app/cli_common.h"
+#include "db/connection.h"
+#include "platform/clock.h"
+#include "startup/locator.h"
+#include "startup/run_log.h"
+#include "upgrade/upgrade_db.h"
+
+#include <iostream>
 
 namespace cli {
 
+namespace {
+
+// Records the last status text, so that the outcome can be printed after the
+// progress bar is gone.
+class StatusKeeper final : public util::Progress {
+public:
+    explicit StatusKeeper(util::Progress& inner) : inner_(inner) {}
+    void SetValue(double value) override { inner_.SetValue(value); }
+    void SetStatus(const std::string& text) override {
+        status = text;
+        inner_.SetStatus(text);
+    }
+    std::string status;
+
+private:
+    util::Progress& inner_;
+};
+
+int RunUpgradeCommand(Context& ctx) {
+    PrepareSettings(ctx);
+    startup::RunSettings& s = ctx.settings;
+    startup::LocateDatabase(s, 0);
+    if (s.DBPath.empty()) {
+        // Without a registered folder the database name would be taken
+        // relative to wherever the command happens to run.
+        std::cerr << "No database folder is registered for \"" << s.AltDB << "\"\n";
+        return 1;
+    }
+
+    bool ok = false;
+    std::string status;
+    {
+        TerminalProgress bar;
+        StatusKeeper progress(bar);
+        TerminalUi ui(false);
+        platform::SystemClock clock;
+        db::Connection connection;
+        // The log is opened and closed around the run, as the wizard page does;
+        // a log that cannot be opened leaves the run without one.
+        s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock);
+        startup::CloseFile(s.Files, s.LogFileNo);
+        s.LogFileNo = 0;
+        status = progress.status;
+    }
+    std::cout << status << "\n";
+    return ok ? 0 : 1;
+}
+
+} // namespace
+
 void RegisterUpgradeCommands(CLI::App& app, Context& ctx) {
-    (void)app;
-    (void)ctx;
+    CLI::App* sub = app.add_subcommand(
+        "upgrade", "Bring the located database up to the current version: back it up into a "
+                   "temporary archive, convert its structure and data, write the new version "
+                   "file, and put the backup back if anything fails (log in Ostrand.log)");
+    AddAltDbOption(sub, ctx);
+    sub->callback([&ctx] { ctx.exitCode = RunUpgradeCommand(ctx); });
 }
 
 } // namespace cli

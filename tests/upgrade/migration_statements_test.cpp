@@ -2,22 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <set>
 #include <string>
 
 using namespace upgrade;
-
-namespace {
-
-std::vector<std::string> Texts(std::span<const MigrationItem> items) {
-    std::vector<std::string> out;
-    for (const auto& item : items)
-        out.emplace_back(item.sql);
-    return out;
-}
-
-} // namespace
 
 TEST(MigrationGate, OlderThanFiveGetsBothGroupsFiveOnlyTheSecondNewerNone) {
     struct Case {
@@ -72,23 +59,6 @@ TEST(MigrationStatements, CountsEndsAndConversionPlaces) {
         }
     }
     EXPECT_EQ(conversions, 2);
-}
-
-TEST(MigrationStatements, EveryTextIsCleanAndOnlyOnce) {
-    for (auto group : {MigrationGroupA(), MigrationGroupB()}) {
-        std::set<std::string> seen;
-        for (const auto& text : Texts(group)) {
-            if (text.empty())
-                continue;
-            EXPECT_TRUE(seen.insert(text).second) << "twice: " << text;
-            // Literals are the suite's own and never hold a quote, so single
-            // quotes come in pairs; no double quotes, no stray blanks at the ends.
-            EXPECT_EQ(std::count(text.begin(), text.end(), '\'') % 2, 0) << text;
-            EXPECT_EQ(text.find('"'), std::string::npos) << text;
-            EXPECT_NE(text.front(), ' ') << text;
-            EXPECT_NE(text.back(), ' ') << text;
-        }
-    }
 }
 
 TEST(MigrationStatements, JoinedCopiesOfTheOldPropertiesAreExact) {

@@ -278,25 +278,6 @@ TEST(UpgradeSequence, MigrationsCannotFailTheRun) {
     EXPECT_EQ(h.steps.calls, kAllCalls);
 }
 
-TEST(UpgradeSequence, BackupCountsOnlyTheDatabaseFile) {
-    // An old database without a version file still backs up and upgrades.
-    Harness h;
-    h.steps.fail.insert("add Version");
-    EXPECT_TRUE(h.Run());
-    EXPECT_EQ(h.steps.archived,
-              (std::vector<std::string>{h.dir.str() + "Ketrova.mdb", h.dir.str() + "Version"}));
-}
-
-TEST(UpgradeSequence, VersionDecidesMigrationsAndConfiguration) {
-    for (int16_t v : {0, 5, 6, 8}) {
-        Harness h;
-        h.steps.version = v;
-        EXPECT_TRUE(h.Run());
-        EXPECT_EQ(h.steps.migratedFrom, v);
-        EXPECT_EQ(h.steps.configuredFrom, v);
-    }
-}
-
 TEST(UpgradeSequence, NoTemporaryArchiveMeansNoBackupAndNoRestore) {
     Harness h;
     h.steps.archiveName.clear();
