@@ -28,13 +28,37 @@ void RunItem(db::Connection& connection, const platform::Clock& clock, const Mig
     }
 }
 
+const char* ItemName(const MigrationItem& item) {
+    switch (item.kind) {
+    case MigrationKind::TenantContacts:
+        return "tenant contacts";
+    case MigrationKind::MortgageRecalculation:
+        return "mortgage recalculation";
+    case MigrationKind::Statement:
+        break;
+    }
+    return "statement";
+}
+
 } // namespace
 
-void RunMigrations(startup::RunSettings& settings, db::Connection& connection,
+int64_t PropertiesNotCopied(db::Connection& connection) {
+    try {
+        return connection
+            .Scalar("SELECT Count(*) FROM Property WHERE IdProperty NOT IN "
+                    "(SELECT IdBuilding FROM Building WHERE IdBuilding IS NOT NULL) OR "
+                    "IdProperty NOT IN (SELECT IdUnit FROM Unit WHERE IdUnit IS NOT NULL)")
+            .AsInt();
+    } catch (const std::exception&) {
+        return 0; // no Property table: converted by an earlier run
+    }
+}
+
+bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
                    const platform::Clock& clock, util::UiServices& ui, int16_t version) {
     const auto items = MigrationsForVersion(version);
     if (items.empty())
-        return;
+        return true;
     // One transaction for the whole step: otherwise every record a conversion
     // saves is a disk sync of its own, and a large database takes minutes.
     // A failure here is no worse than without it: the upgrade's backup covers
@@ -50,17 +74,31 @@ void RunMigrations(startup::RunSettings& settings, db::Connection& connection,
         try {
             RunItem(connection, clock, item);
         } catch (const std::exception& e) {
-            startup::Log(settings, std::string("{*} SQL update broke off: ") + e.what());
+            // The old columns a conversion reads are dropped by the next
+            // step; going on would lose every record not yet converted.
+            startup::Log(settings, std::string("{*} SQL updates: ") + ItemName(item) +
+                                       " broke off: " + e.what());
+            return false;
         }
         ui.DoEvents();
+    }
+    // The old properties are dropped with their table; each must be a
+    // building and a unit by now, or those it is not would be lost.
+    const int64_t lost = RunsGroupA(version) ? PropertiesNotCopied(connection) : 0;
+    if (lost > 0) {
+        startup::Log(settings, "{*} SQL updates: " + std::to_string(lost) +
+                                   " properties were not copied to buildings and units");
+        return false;
     }
     if (transaction) {
         try {
             transaction->Commit();
         } catch (const std::exception& e) {
             startup::Log(settings, std::string("{*} SQL updates not committed: ") + e.what());
+            return false;
         }
     }
+    return true;
 }
 
 } // namespace upgrade

@@ -15,10 +15,16 @@ class Connection;
 namespace upgrade {
 
 // Runs every migration item that a database of `version` receives, in order.
-// Best-effort throughout: a statement the database refuses (a column it
-// lacks, a table already gone) is passed over, and so is a conversion that
-// breaks off; neither stops the upgrade.
-void RunMigrations(startup::RunSettings& settings, db::Connection& connection,
+// A statement the database refuses (a column it lacks, a table already gone)
+// is passed over: each group is written for the oldest database it may meet.
+// False, after a "{*}" line, when user data would be lost if the upgrade went
+// on to drop the old columns and tables: a record conversion that broke off
+// part way, or old properties that did not all arrive as buildings and units.
+bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
                    const platform::Clock& clock, util::UiServices& ui, int16_t version);
+
+// Number of rows of the old Property table whose identifier is missing from
+// Building or from Unit; 0 when the table is gone (nothing left to copy).
+int64_t PropertiesNotCopied(db::Connection& connection);
 
 } // namespace upgrade

@@ -7,9 +7,35 @@
 
 namespace upgrade {
 
+namespace {
+
+// The columns of the old mortgage record that the conversion reads.
+constexpr const char* kOldColumns[] = {"Description", "PV",           "T",       "i",
+                                       "Payment",     "InterestOnly", "Balloon", "PrePayPenalty",
+                                       "Amortization"};
+
+// A column the old table lacks held nothing: it reads as NULL.
+db::Value Old(const db::Recordset& rs, const char* column) {
+    if (rs.FieldIndex(column) < 0)
+        return db::Value();
+    return rs.Field(std::string_view(column));
+}
+
+} // namespace
+
 int32_t RecalculateMortgages(db::Connection& connection) {
     db::Recordset rs;
     if (db::OpenRecordset("SELECT * FROM Mortgage", rs, connection, false) <= 0) {
+        db::CloseRecordset(rs);
+        return 0;
+    }
+    // Without the schedule text and the old figures the table has been
+    // converted already; recalculating would only blank the new columns.
+    bool hasOldColumns = false;
+    for (const char* column : kOldColumns)
+        hasOldColumns = hasOldColumns ||
+                        (std::string_view(column) != "Description" && rs.FieldIndex(column) >= 0);
+    if (!hasOldColumns) {
         db::CloseRecordset(rs);
         return 0;
     }
@@ -18,24 +44,24 @@ int32_t RecalculateMortgages(db::Connection& connection) {
         // A text the engine cannot read leaves the schedule empty, and the
         // figures taken from it are then those of an empty schedule.
         loan::cShared_Amort schedule;
-        schedule.SetDataString(rs.Field("Amortization").AsText());
+        schedule.SetDataString(Old(rs, "Amortization").AsText());
 
-        rs.SetField("AccountNumber", rs.Field("Description"));
+        rs.SetField("AccountNumber", Old(rs, "Description"));
         rs.SetField("NextEscrowReview", "");
         rs.SetField("EscrowReviewInterval", int16_t{3});
         rs.SetField("EscrowReviewPeriods", int16_t{1});
-        rs.SetField("OrigPV", rs.Field("PV"));
-        rs.SetField("OrigPer", rs.Field("T"));
+        rs.SetField("OrigPV", Old(rs, "PV"));
+        rs.SetField("OrigPer", Old(rs, "T"));
         // The old rate was a percentage; the mortgage record keeps a fraction.
-        rs.SetField("OrigRate", rs.Field("i").AsDouble() * 0.01);
-        rs.SetField("OrigPmt", rs.Field("Payment"));
-        rs.SetField("IntOnly", rs.Field("InterestOnly"));
+        rs.SetField("OrigRate", Old(rs, "i").AsDouble() * 0.01);
+        rs.SetField("OrigPmt", Old(rs, "Payment"));
+        rs.SetField("IntOnly", Old(rs, "InterestOnly").AsInt() != 0);
         // The old Balloon column held the balloon period itself.
-        const db::Value balloon = rs.Field("Balloon");
+        const db::Value balloon = Old(rs, "Balloon");
         rs.SetField("BalloonMtg", balloon.AsDouble() > 0);
         rs.SetField("BalloonPer", balloon);
         rs.SetField("BalloonPmt", 0);
-        rs.SetField("PPM", rs.Field("PrePayPenalty"));
+        rs.SetField("PPM", Old(rs, "PrePayPenalty").AsInt() != 0);
         rs.SetField("PPMPct", 0);
         rs.SetField("PPMTrigger", 0);
         rs.SetField("PPMPer", 0);

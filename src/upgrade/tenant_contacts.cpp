@@ -36,17 +36,33 @@ constexpr ContactSource kContactSources[] = {
      "EmpPosition"},
 };
 
+// A column the old tenant table lacks held nothing, so it reads as empty.
 db::Value FromTenant(const db::Recordset& tenant, const char* column) {
-    if (*column == '\0')
+    if (*column == '\0' || tenant.FieldIndex(column) < 0)
         return db::Value(std::string());
     return tenant.Field(std::string_view(column));
+}
+
+// A tenant table without any of the old detail columns has been converted
+// already (a database whose version file says older than it is); contacts
+// made from it would be empty copies.
+bool HasOldDetails(const db::Recordset& tenants) {
+    for (const auto& src : kContactSources) {
+        for (const char* column : {src.description, src.company, src.lastName, src.address1,
+                                   src.city, src.state, src.zip, src.phone, src.notes}) {
+            if (*column != '\0' && tenants.FieldIndex(column) >= 0)
+                return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
 
 int32_t ConvertTenantContacts(db::Connection& connection, const platform::Clock& clock) {
     db::Recordset tenants;
-    if (db::OpenRecordset("SELECT * FROM Tenant", tenants, connection, false) <= 0) {
+    if (db::OpenRecordset("SELECT * FROM Tenant", tenants, connection, false) <= 0 ||
+        !HasOldDetails(tenants)) {
         db::CloseRecordset(tenants);
         return 0;
     }

@@ -70,8 +70,8 @@ bool DatabaseUpgradeSteps::UpdateFields() {
     return db::UpdateFields(settings_, connection_, lists_, ui_);
 }
 
-void DatabaseUpgradeSteps::RunMigrations(int16_t version) {
-    upgrade::RunMigrations(settings_, connection_, clock_, ui_, version);
+bool DatabaseUpgradeSteps::RunMigrations(int16_t version) {
+    return upgrade::RunMigrations(settings_, connection_, clock_, ui_, version);
 }
 
 bool DatabaseUpgradeSteps::DeleteObsoleteFields() {
@@ -94,7 +94,16 @@ bool DatabaseUpgradeSteps::AddIndexes() {
 }
 
 bool DatabaseUpgradeSteps::WriteConfiguration(int16_t version) {
-    return create::WriteDefaultConfiguration(settings_, connection_, clock_, version);
+    // To the writer, version 0 means a new database: placeholder company data
+    // and a record counter started afresh. A database that lost its version
+    // file but has its configuration row is an old one all the same; it keeps
+    // the user's company data and the counter its record numbers come from
+    // (restarting it could hand out numbers already in use), and gets what
+    // any old version lacks.
+    int16_t from = version;
+    if (version == 0 && db::CountRecords(connection_, "Configuration", "") > 0)
+        from = 1;
+    return create::WriteDefaultConfiguration(settings_, connection_, clock_, from);
 }
 
 void DatabaseUpgradeSteps::CloseDatabase() {

@@ -34,7 +34,7 @@ public:
     bool CompareSchema() override;
     bool AddFields() override;
     bool UpdateFields() override;
-    void RunMigrations(int16_t version) override;
+    bool RunMigrations(int16_t version) override;
     bool DeleteObsoleteFields() override;
     bool DeleteObsoleteTables() override;
     bool AddIndexes() override;

@@ -66,12 +66,12 @@ private:
 // database may have no version file. A journal left by an interrupted write
 // must travel with the database, or the copy put back could not be trusted.
 bool Backup(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
-            const std::string& dbPath, const std::string& dbFile) {
+            const std::string& versionFile, const std::string& dbFile) {
     if (!steps.AddToArchive(archive, dbFile)) {
         seq.Log("{*} Could not back up the database file " + dbFile);
         return false;
     }
-    steps.AddToArchive(archive, dbPath + "Version");
+    steps.AddToArchive(archive, versionFile);
     const std::string journal = JournalOf(dbFile);
     if (util::FileExists(journal) && !steps.AddToArchive(archive, journal)) {
         seq.Log("{*} Could not back up the database journal " + journal);
@@ -82,12 +82,19 @@ bool Backup(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
 
 // A journal written by this run belongs to the converted database, not to the
 // original: left beside the restored file it would be played back into it.
+// Likewise a version file the run wrote where there was none would tell the
+// suite that the old database put back is current.
 bool Restore(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
-             const std::string& dbFile) {
+             const std::string& dbFile, const std::string& versionFile, bool versionExisted) {
     std::error_code ec;
     std::filesystem::remove(JournalOf(dbFile), ec);
     if (ec)
         seq.Log("{*} Could not remove the database journal: " + ec.message());
+    if (!versionExisted) {
+        std::filesystem::remove(versionFile, ec);
+        if (ec)
+            seq.Log("{*} Could not remove the version file: " + ec.message());
+    }
     return steps.RestoreArchive(archive);
 }
 
@@ -126,7 +133,9 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
     const std::string archive =
         seq.Run("temporary archive", [&] { return steps.NewArchiveName(); });
     const std::string dbFile = settings.DBPath + "Ketrova.mdb";
+    const std::string versionFile = settings.DBPath + "Version";
     bool backupTaken = false;
+    bool versionExisted = false;
     seq.Log("{ } UpgradeDB started");
     seq.Log("{ } DB File: " + dbFile);
 
@@ -146,8 +155,9 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
             seq.Log("{*} No temporary file for the backup");
             result = false;
         } else {
-            result = seq.Run("backup",
-                             [&] { return Backup(seq, steps, archive, settings.DBPath, dbFile); });
+            versionExisted = util::FileExists(versionFile);
+            result =
+                seq.Run("backup", [&] { return Backup(seq, steps, archive, versionFile, dbFile); });
         }
         backupTaken = result;
         if (!result)
@@ -175,12 +185,12 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
         if (!(result = seq.Run("update fields", [&] { return steps.UpdateFields(); })))
             break;
 
-        // The migrations are best-effort and cannot fail the run.
+        // The statements are best-effort; what stops the run here is a
+        // conversion that broke off, since the next steps drop the columns
+        // and tables it had still to read.
         seq.Begin("Upgrade scripts ...", 55, "{-} Starting SQL updates");
-        seq.Run("migrations", [&] {
-            steps.RunMigrations(version);
-            return true;
-        });
+        if (!(result = seq.Run("migrations", [&] { return steps.RunMigrations(version); })))
+            break;
 
         seq.Begin("Deleting obsolete fields ...", 70, "{-} Deleting obsolete fields");
         if (!(result = seq.Run("obsolete fields", [&] { return steps.DeleteObsoleteFields(); })))
@@ -196,10 +206,12 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
     } while (false);
 
     seq.Begin("Closing database ...", 90, "{-} Closing database");
-    seq.Run("close", [&] {
+    // A close that broke off may have left the file half written.
+    const bool closed = seq.Run("close", [&] {
         steps.CloseDatabase();
         return true;
     });
+    result = result && closed;
 
     // The version file is what tells the suite the database is current, so it
     // is written only once everything else has succeeded.
@@ -211,7 +223,9 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
     if (!result && backupTaken) {
         seq.Begin("Restoring database ...", 95, "{-} Restoring database");
         // The outcome stays a failure whether or not the restore worked.
-        if (!seq.Run("restore", [&] { return Restore(seq, steps, archive, dbFile); }))
+        if (!seq.Run("restore", [&] {
+                return Restore(seq, steps, archive, dbFile, versionFile, versionExisted);
+            }))
             seq.Log("{*} The database could not be restored from " + archive);
     }
 

@@ -34,7 +34,9 @@ public:
     virtual bool CompareSchema() = 0;
     virtual bool AddFields() = 0;
     virtual bool UpdateFields() = 0;
-    virtual void RunMigrations(int16_t version) = 0;
+    // False only when going on would lose data the migrations had still to
+    // move; a statement the database refuses is not a failure.
+    virtual bool RunMigrations(int16_t version) = 0;
     virtual bool DeleteObsoleteFields() = 0;
     virtual bool DeleteObsoleteTables() = 0;
     virtual bool AddIndexes() = 0;

@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -141,6 +142,9 @@ public:
     bool UpdateFields() override {
         return Check("update fields", DatabaseUpgradeSteps::UpdateFields());
     }
+    bool RunMigrations(int16_t v) override {
+        return Check("migrations", DatabaseUpgradeSteps::RunMigrations(v));
+    }
     bool DeleteObsoleteFields() override {
         return Check("obsolete fields", DatabaseUpgradeSteps::DeleteObsoleteFields());
     }
@@ -151,11 +155,15 @@ public:
     bool WriteConfiguration(int16_t v) override {
         return Check("configuration", DatabaseUpgradeSteps::WriteConfiguration(v));
     }
-    // A version file that cannot be written: nothing is written at all.
+    // Closed, but the close reports an error.
+    void CloseDatabase() override {
+        DatabaseUpgradeSteps::CloseDatabase();
+        if (failing_ == "close")
+            throw std::runtime_error("close failed");
+    }
+    // Written, then reported as failed (a disk that filled up on the flush).
     bool WriteVersionFile(const std::string& folder) override {
-        if (failing_ == "version file")
-            return false;
-        return DatabaseUpgradeSteps::WriteVersionFile(folder);
+        return Check("version file", DatabaseUpgradeSteps::WriteVersionFile(folder));
     }
 
 private:
@@ -351,9 +359,10 @@ TEST(UpgradeVersion6To8, DataIsLeftAsItWasAndOnlyTheStructureChanges) {
 // The oldest version (every migration runs) and the newest (structure only).
 TEST(UpgradeFailure, AFailureAfterTheBackupPutsBackTheOriginalFiles) {
     for (int version : {4, 8}) {
-        for (const char* step : {"open", "nulls", "drop indexes", "schema", "compare", "add fields",
-                                 "update fields", "obsolete fields", "obsolete tables",
-                                 "add indexes", "configuration", "version file"}) {
+        for (const char* step :
+             {"open", "nulls", "drop indexes", "schema", "compare", "add fields", "update fields",
+              "migrations", "obsolete fields", "obsolete tables", "add indexes", "configuration",
+              "close", "version file"}) {
             SCOPED_TRACE(std::to_string(version) + " " + step);
             Installation in(version);
             const std::string db = in.DbBytes();
@@ -393,26 +402,92 @@ TEST(UpgradeRun, WithoutAVersionFileTheDatabaseCountsAsVersionZero) {
     EXPECT_EQ(startup::ReadDBVersion(in.settings), 9);
     // Both groups ran: the properties became buildings, the tenants got contacts.
     EXPECT_EQ(in.Int("SELECT Count(*) FROM Building"), Population{}.properties);
-    EXPECT_GT(in.Int("SELECT Count(*) FROM Contact"), 0);
+    const int contacts = 3 * Population{}.properties * Population{}.tenantsPerProperty;
+    EXPECT_EQ(in.Int("SELECT Count(*) FROM Contact"), contacts);
+    // Still the user's company, and the record counter went on from where it
+    // was rather than starting again among numbers already handed out.
+    EXPECT_EQ(in.Text("SELECT CompanyName FROM Configuration"), kCompanyName);
+    EXPECT_EQ(in.Int("SELECT NextId FROM Configuration"), kNextIdStart + contacts);
+    EXPECT_EQ(in.Text("SELECT CFAExp1 FROM Configuration"), "Landscape");
 }
 
 TEST(UpgradeRun, AMissingVersionFileIsRestoredAsMissing) {
+    for (const char* step : {"add indexes", "version file"}) {
+        SCOPED_TRACE(step);
+        Installation in(4);
+        fs::remove(in.settings.DBPath + "Version");
+        const std::string db = in.DbBytes();
+        FailingSteps steps(in, step);
+        EXPECT_FALSE(in.Run(&steps));
+        EXPECT_TRUE(in.DbBytes() == db);
+        EXPECT_FALSE(fs::exists(in.settings.DBPath + "Version"));
+    }
+}
+
+// Going on would drop the old columns and tables with data not yet moved
+// out of them; the run fails and the database is put back instead.
+TEST(UpgradeRun, DataTheMigrationsCouldNotMoveIsNeverDropped) {
+    struct Case {
+        const char* damage;
+        const char* logged;
+    };
+    const Case cases[] = {
+        // The engine refuses to save the second mortgage, after the first
+        // has been recalculated.
+        {"CREATE TRIGGER Broken BEFORE UPDATE ON Mortgage WHEN OLD.IdMortgage = 30002 "
+         "BEGIN SELECT RAISE(ABORT, 'disk full'); END",
+         "{*} SQL updates: mortgage recalculation broke off: "},
+        // A property column the building copy names: the copy is refused.
+        {"ALTER TABLE Property DROP COLUMN GasAvaliable",
+         "{*} SQL updates: 3 properties were not copied"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.damage);
+        Installation in(4);
+        in.Open().Execute(c.damage);
+        in.checker.Close();
+        const std::string db = in.DbBytes();
+        EXPECT_FALSE(in.Run());
+        EXPECT_EQ(in.progress.status, "Database upgrade failed.");
+        EXPECT_TRUE(in.DbBytes() == db);
+        EXPECT_EQ(in.VersionBytes(), "4\r\n");
+        const std::string log = in.Log();
+        EXPECT_NE(log.find(c.logged), std::string::npos) << log;
+        EXPECT_EQ(log.find("{-} Deleting obsolete fields"), std::string::npos);
+    }
+}
+
+// An old table short of a column the conversion reads: nothing was kept
+// there, so it reads as empty and everything else comes across.
+TEST(UpgradeRun, AnOldColumnThatNeverExistedReadsAsEmpty) {
     Installation in(4);
-    fs::remove(in.settings.DBPath + "Version");
-    const std::string db = in.DbBytes();
-    FailingSteps steps(in, "add indexes");
-    EXPECT_FALSE(in.Run(&steps));
-    EXPECT_TRUE(in.DbBytes() == db);
-    EXPECT_FALSE(fs::exists(in.settings.DBPath + "Version"));
+    in.Open().Execute("ALTER TABLE Tenant DROP COLUMN PrevVDiscrepency");
+    in.Open().Execute("ALTER TABLE Mortgage DROP COLUMN InterestOnly");
+    in.checker.Close();
+    ASSERT_TRUE(in.Run()) << in.Log();
+    EXPECT_EQ(in.Text("SELECT Group_Concat(LastName || '/' || Notes, ',') FROM (SELECT * FROM "
+                      "Contact WHERE IdRelated = " +
+                      std::to_string(kFirstTenant) + " ORDER BY IdContact)"),
+              "Mom1/,Landlord1/,/Welder");
+    EXPECT_EQ(in.Int("SELECT Count(*) FROM Mortgage WHERE IntOnly = 0 AND ARM = 1"),
+              Population{}.mortgages);
 }
 
 TEST(UpgradeRun, RunningTheFirstGroupTwiceAddsNoSecondBuilding) {
     Installation in(4);
     ASSERT_TRUE(in.Run());
     WriteFile(in.settings.DBPath + "Version", "4\r\n");
+    const std::string contacts = in.Text("SELECT Group_Concat(IdContact) FROM Contact");
+    const std::string mortgages =
+        in.Text("SELECT Group_Concat(CurrentPeriod || xPri || FirstDue) FROM Mortgage");
     ASSERT_TRUE(in.Run()) << in.Log(); // the copies from Property fail quietly now
     EXPECT_EQ(in.Int("SELECT Count(*) FROM Building"), Population{}.properties);
     EXPECT_EQ(in.Int("SELECT Count(*) FROM Unit"), Population{}.properties);
+    // The old detail columns are gone: no empty contacts, and the figures
+    // taken from the stored schedules stay.
+    EXPECT_EQ(in.Text("SELECT Group_Concat(IdContact) FROM Contact"), contacts);
+    EXPECT_EQ(in.Text("SELECT Group_Concat(CurrentPeriod || xPri || FirstDue) FROM Mortgage"),
+              mortgages);
 }
 
 TEST(UpgradeRun, AMissingDatabaseFailsAtTheBackupWithNothingToRestore) {

@@ -47,6 +47,7 @@ public:
     std::vector<std::string> archived;
     int16_t version = 4;
     int16_t migratedFrom = -100, configuredFrom = -100;
+    bool writesVersion = false;
     std::string archiveName = "/tmp/temA1.tmp";
 
     bool Do(const std::string& name) {
@@ -78,9 +79,9 @@ public:
     bool CompareSchema() override { return Do("compare"); }
     bool AddFields() override { return Do("add fields"); }
     bool UpdateFields() override { return Do("update fields"); }
-    void RunMigrations(int16_t v) override {
+    bool RunMigrations(int16_t v) override {
         migratedFrom = v;
-        Do("migrations");
+        return Do("migrations");
     }
     bool DeleteObsoleteFields() override { return Do("obsolete fields"); }
     bool DeleteObsoleteTables() override { return Do("obsolete tables"); }
@@ -90,7 +91,11 @@ public:
         return Do("configuration");
     }
     void CloseDatabase() override { Do("close"); }
-    bool WriteVersionFile(const std::string&) override { return Do("write version"); }
+    bool WriteVersionFile(const std::string& folder) override {
+        if (writesVersion)
+            WriteFile(folder + "Version", "9\r\n");
+        return Do("write version");
+    }
     bool RestoreArchive(const std::string& archive) override {
         EXPECT_EQ(archive, archiveName);
         return Do("restore");
@@ -206,11 +211,11 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndRestoresOnlyAfterABackup) {
         bool restores;
     };
     const Case cases[] = {
-        {"template", false},       {"add Ketrova.mdb", false}, {"open", true},
-        {"nulls", true},           {"drop indexes", true},     {"read schema", true},
-        {"compare", true},         {"add fields", true},       {"update fields", true},
-        {"obsolete fields", true}, {"obsolete tables", true},  {"add indexes", true},
-        {"configuration", true},   {"write version", true}};
+        {"template", false},   {"add Ketrova.mdb", false}, {"open", true},
+        {"nulls", true},       {"drop indexes", true},     {"read schema", true},
+        {"compare", true},     {"add fields", true},       {"update fields", true},
+        {"migrations", true},  {"obsolete fields", true},  {"obsolete tables", true},
+        {"add indexes", true}, {"configuration", true},    {"write version", true}};
     for (const auto& c : cases) {
         for (bool throws : {false, true}) {
             SCOPED_TRACE(c.failing + (throws ? " (throws)" : ""));
@@ -270,12 +275,30 @@ TEST(UpgradeSequence, RestoreShowsItsOwnStepAndItsOutcomeDoesNotChangeTheResult)
     }
 }
 
-TEST(UpgradeSequence, MigrationsCannotFailTheRun) {
+TEST(UpgradeSequence, ACloseThatBreaksOffIsAFailureAndPutsTheBackupBack) {
     Harness h;
-    h.steps.fail.insert("migrations");
-    h.steps.raise.insert("migrations");
-    EXPECT_TRUE(h.Run());
-    EXPECT_EQ(h.steps.calls, kAllCalls);
+    h.steps.raise.insert("close");
+    EXPECT_FALSE(h.Run());
+    std::vector<std::string> expected(kAllCalls.begin(), kAllCalls.end() - 1);
+    expected.push_back("restore");
+    EXPECT_EQ(h.steps.calls, expected);
+    EXPECT_EQ(h.progress.events.back(), "status Database upgrade failed.");
+}
+
+TEST(UpgradeSequence, AVersionFileTheRunCreatedGoesWhenTheBackupIsPutBack) {
+    for (bool existed : {true, false}) {
+        SCOPED_TRACE(existed);
+        Harness h;
+        if (existed)
+            WriteFile(h.dir / "Version", "5\r\n");
+        // The write made the file but then reported failure. The scripted
+        // restore puts nothing back, so what remains is what the run left.
+        h.steps.writesVersion = true;
+        h.steps.fail.insert("write version");
+        EXPECT_FALSE(h.Run());
+        EXPECT_EQ(std::filesystem::exists(h.dir / "Version"), existed);
+        EXPECT_EQ(h.steps.calls.back(), "restore");
+    }
 }
 
 TEST(UpgradeSequence, NoTemporaryArchiveMeansNoBackupAndNoRestore) {
