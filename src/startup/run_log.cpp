@@ -1,6 +1,9 @@
 #include "startup/run_log.h"
 #include "startup/run_settings.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace startup {
 
 namespace {
@@ -30,10 +33,18 @@ std::FILE* FileTable::Get(int16_t fileNo) const {
     return it == open_.end() ? nullptr : it->second.get();
 }
 
-void FileTable::Close(int16_t fileNo) { open_.erase(fileNo); }
+void FileTable::Close(int16_t fileNo) {
+    open_.erase(fileNo);
+}
 
 int16_t OpenLogFile(FileTable& files, const std::string& path, int mode, int recordLength) {
     (void)recordLength; // random access is positioned by the caller; the stream is the same
+    // The C library opens a folder for reading without complaint; only the
+    // first read fails. A folder is no file in any mode.
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        return 0;
+    }
     const char* how = nullptr;
     switch (mode) {
     case 0:
@@ -61,7 +72,9 @@ int16_t OpenLogFile(FileTable& files, const std::string& path, int mode, int rec
     return files.Add(std::move(f));
 }
 
-void CloseFile(FileTable& files, int16_t fileNo) { files.Close(fileNo); }
+void CloseFile(FileTable& files, int16_t fileNo) {
+    files.Close(fileNo);
+}
 
 void WriteLine(FileTable& files, int16_t fileNo, std::string_view text) {
     if (fileNo == 0) {

@@ -51,6 +51,9 @@ TEST(RunLog, ReadingNeedsAnExistingFileWhileBinaryAndRandomModesCreateOne) {
     TempDir dir;
     FileTable files;
     EXPECT_EQ(OpenLogFile(files, (dir / "missing.txt").string(), 0, 0), 0);
+    for (int mode : {0, 1, 2, 4, 3}) {
+        EXPECT_EQ(OpenLogFile(files, dir.str(), mode, 0), 0) << "a folder, mode " << mode;
+    }
     for (int mode : {4, 3, 8}) {
         auto path = dir / ("f" + std::to_string(mode));
         int16_t n = OpenLogFile(files, path.string(), mode, 128);
