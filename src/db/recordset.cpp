@@ -46,6 +46,69 @@ size_t SelectListStart(std::string_view sql) {
     return start;
 }
 
+// True when the rows of the statement stand for groups of table rows: a
+// GROUP BY or HAVING clause, or an aggregate function called in the select
+// list. Only the outermost level counts (a subquery in a condition does not
+// group the rows), and literals and quoted names are passed over.
+bool GroupsRows(std::string_view sql) {
+    static constexpr std::string_view kAggregates[] = {"COUNT", "SUM",   "AVG",         "MIN",
+                                                       "MAX",   "TOTAL", "GROUP_CONCAT"};
+    int depth = 0;
+    std::string_view previous;
+    size_t i = 0;
+    while (i < sql.size()) {
+        char c = sql[i];
+        if (c == '\'' || c == '"' || c == '[' || c == '`') {
+            char close = c == '[' ? ']' : c;
+            size_t end = sql.find(close, i + 1);
+            i = end == std::string_view::npos ? sql.size() : end + 1;
+            previous = {};
+            continue;
+        }
+        if (c == '(') {
+            ++depth;
+        } else if (c == ')') {
+            --depth;
+        }
+        if (!IsWordChar(c)) {
+            ++i;
+            continue;
+        }
+        size_t start = i;
+        while (i < sql.size() && IsWordChar(sql[i])) {
+            ++i;
+        }
+        std::string_view word = sql.substr(start, i - start);
+        if (depth == 0) {
+            if (EqualsNoCase(word, "HAVING") ||
+                (EqualsNoCase(word, "BY") && EqualsNoCase(previous, "GROUP"))) {
+                return true;
+            }
+            size_t next = i;
+            while (next < sql.size() && std::isspace(static_cast<unsigned char>(sql[next]))) {
+                ++next;
+            }
+            if (next < sql.size() && sql[next] == '(' &&
+                std::any_of(std::begin(kAggregates), std::end(kAggregates),
+                            [&](std::string_view a) { return EqualsNoCase(word, a); })) {
+                return true;
+            }
+        }
+        previous = word;
+    }
+    return false;
+}
+
+// The statement without the blanks and ";" that may end it, so that it can
+// stand inside the count's subquery.
+std::string_view WithoutEnd(std::string_view sql) {
+    while (!sql.empty() &&
+           (sql.back() == ';' || std::isspace(static_cast<unsigned char>(sql.back())))) {
+        sql.remove_suffix(1);
+    }
+    return sql;
+}
+
 // The name under which the row's key travels in the select list.
 constexpr const char* kRowidColumn = "\"ostrand$rowid\"";
 
@@ -135,10 +198,10 @@ void Recordset::RequireRow() const {
 
 void Recordset::Open(Connection& connection, std::string_view sql) {
     Close();
-    std::string text = TranslateJet(sql);
+    std::string text(WithoutEnd(TranslateJet(sql)));
     countSql_ = "SELECT count(*) FROM (" + text + ")";
     size_t listStart = SelectListStart(text);
-    if (listStart != std::string_view::npos) {
+    if (listStart != std::string_view::npos && !GroupsRows(text)) {
         std::string withRowid = text;
         withRowid.insert(listStart, std::string(" rowid AS ") + kRowidColumn + ",");
         try {

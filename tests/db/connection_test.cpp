@@ -161,6 +161,10 @@ TEST_F(Helpers, OpenRecordsetCountsAndStandsOnTheFirstRecord) {
     // Reopening the same recordset closes the first statement.
     EXPECT_EQ(OpenRecordset("SELECT * FROM Tenant WHERE IdTenant > 9", rs, connection, false), 0);
     EXPECT_TRUE(rs.IsEOF());
+    // Jet takes a statement ended by ";", and so must the count.
+    EXPECT_EQ(OpenRecordset("SELECT * FROM Tenant WHERE IdTenant > 1 ; ", rs, connection, false),
+              2);
+    EXPECT_TRUE(rs.IsUpdatable());
     EXPECT_EQ(OpenRecordset("SELECT * FROM Nowhere", rs, connection, false), -1);
     EXPECT_FALSE(rs.IsOpen());
     CloseRecordset(rs);

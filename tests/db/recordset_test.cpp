@@ -165,6 +165,21 @@ TEST_F(Records, JoinsAndAggregatesAreReadOnly) {
 
     rs.Open(connection, "SELECT DISTINCT TermType FROM Lease");
     EXPECT_EQ(rs.RecordCount(), 3);
+
+    // A grouped row stands for several rows of the table: writing it back to
+    // whichever row the engine happened to pick would be wrong.
+    for (const char* sql : {"SELECT TermType, Count(*) AS n FROM Lease GROUP BY TermType",
+                            "SELECT TermType FROM Lease GROUP BY TermType HAVING TermType > ''",
+                            "SELECT Max(Rent) AS Top, TermType FROM Lease",
+                            "SELECT TermType, sum ( Rent ) FROM Lease"}) {
+        rs.Open(connection, sql);
+        EXPECT_FALSE(rs.IsUpdatable()) << sql;
+        EXPECT_THROW(rs.SetField("TermType", "x"), Error) << sql;
+    }
+    // An aggregate inside a condition still leaves the rows themselves updatable.
+    rs.Open(connection, "SELECT * FROM Lease WHERE Rent = (SELECT Max(Rent) FROM Lease)");
+    EXPECT_TRUE(rs.IsUpdatable());
+    EXPECT_EQ(rs.RecordCount(), 1);
 }
 
 TEST_F(Records, ClosingTheConnectionClosesItsRecordsets) {
