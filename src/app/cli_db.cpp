@@ -7,8 +7,10 @@
 #include "startup/locator.h"
 #include "startup/run_log.h"
 
+#include <cstdio>
 #include <iostream>
 #include <memory>
+#include <unistd.h>
 
 namespace cli {
 
@@ -32,6 +34,18 @@ void PrintField(const db::Field& f) {
               << f.DataType << '\t' << f.Size << '\n';
 }
 
+startup::FileHandle DuplicateStderr() {
+    int fd = ::dup(STDERR_FILENO);
+    if (fd < 0) {
+        return nullptr;
+    }
+    startup::FileHandle file(::fdopen(fd, "ab"));
+    if (!file) {
+        ::close(fd);
+    }
+    return file;
+}
+
 struct SchemaOptions {
     std::string dbFile;
     std::string templateFile;
@@ -42,7 +56,10 @@ int RunSchema(Context& ctx, const SchemaOptions& opt) {
     startup::RunSettings& s = ctx.settings;
     // The steps' log lines go to stderr: a dry run must not replace the
     // Ostrand.log of the last real operation, which support may still need.
-    s.LogFileNo = startup::OpenLogFile(s.Files, "/dev/stderr", 2, 0);
+    // A copy of the descriptor rather than a fresh open of /dev/stderr: that
+    // would have a file position of its own, and with both streams sent to
+    // one file the changes printed on stdout would overwrite the log lines.
+    s.LogFileNo = s.Files.Add(DuplicateStderr());
     struct LogCloser {
         startup::RunSettings& s;
         ~LogCloser() {

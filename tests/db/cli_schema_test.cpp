@@ -59,6 +59,15 @@ TEST_F(SchemaCommand, PrintsEveryPlannedChangeAndChangesNothing) {
     // A dry run: the second run finds the same differences.
     EXPECT_EQ(Run("--db '" + dbFile + "'").out, expected);
     EXPECT_FALSE(fs::exists(dir / "home/Ostrand.log"));
+
+    // Both streams into one file, as support staff capture a run: the steps'
+    // lines come first and nothing is written over.
+    RunCli(dir.str(), "schema > '" + dir.str() + "both.txt' 2>&1; true");
+    const std::string both = testsupport::ReadFile(dir / "both.txt");
+    EXPECT_EQ(both.rfind("{-} Loading template\r\n", 0), 0u) << both;
+    EXPECT_NE(both.find("{ } Marking field {LastName} for update\r\n" + expected),
+              std::string::npos)
+        << both;
 }
 
 TEST_F(SchemaCommand, FailsWithoutTemplateOrDatabase) {
