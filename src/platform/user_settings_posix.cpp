@@ -53,8 +53,15 @@ std::string GetSetting(const std::string& path, std::string_view section, std::s
     std::string result(defaultValue);
     bool inSection = false;
     std::string raw;
+    bool first = true;
     while (std::getline(in, raw)) {
-        std::string_view line = TrimWs(raw);
+        std::string_view line = raw;
+        // An editor saving as UTF-8 may put a byte-order mark before the first section.
+        if (first && line.starts_with("\xEF\xBB\xBF")) {
+            line.remove_prefix(3);
+        }
+        first = false;
+        line = TrimWs(line);
         if (line.empty() || line[0] == ';' || line[0] == '#') {
             continue;
         }

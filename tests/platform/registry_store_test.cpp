@@ -200,4 +200,7 @@ TEST(UserSettings, ReadsAKeyOfASectionIgnoringCase) {
     EXPECT_EQ(platform::GetSetting(ini, "Global", "DBPath"), "C:\\Data\\Ketrova.mdb");
     EXPECT_EQ(platform::GetSetting(ini, "Global", "Missing", "dflt"), "dflt");
     EXPECT_EQ(platform::GetSetting((dir / "none.ini").string(), "Global", "DBPath"), "");
+    // Saved by an editor that marks its files as UTF-8: the first section still counts.
+    WriteFile(ini, "\xEF\xBB\xBF[Global]\r\nDBPath=/data/Ketrova.mdb\r\n");
+    EXPECT_EQ(platform::GetSetting(ini, "Global", "DBPath"), "/data/Ketrova.mdb");
 }
