@@ -166,6 +166,31 @@ TEST_F(CompactTest, AFileUnder1024BytesReportsTheDivisionError) {
     EXPECT_EQ(lines.back(), "{*} Error 11 Division by zero");
 }
 
+// Rows that break their table's CHECK rule: the engine copies them as they
+// are, so the first pass's copy fails its check, and the original must then
+// stay where it is.
+TEST_F(CompactTest, ACopyThatFailsItsCheckStopsBeforeTheOriginalGoes) {
+    FillAndThin();
+    connection.Open(dbFile);
+    Exec("CREATE TABLE Lease (IdLease INTEGER, Rent DOUBLE CHECK (Rent >= 0))");
+    Exec("PRAGMA ignore_check_constraints = 1");
+    Exec("INSERT INTO Lease VALUES (1, -650)");
+    connection.Close();
+    const std::string before = testsupport::ReadFile(dbFile);
+
+    EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
+    EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u);
+    EXPECT_NE(message.find("CHECK constraint failed in Lease"), std::string::npos) << message;
+    EXPECT_TRUE(testsupport::ReadFile(dbFile) == before) << "the database was changed";
+    const auto lines = LogLines();
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2], "{-} First pass compacting");
+    EXPECT_EQ(lines.back().rfind("{*} Error ", 0), 0u);
+    // The copy is kept where the log's Destination line says.
+    ASSERT_EQ(TempFiles().size(), 1u);
+    EXPECT_EQ(lines[2], "{ } Destination           : " + TempFiles()[0].string());
+}
+
 // Spoils the temporary copy when the first pass hands over to the window
 // events, so that the second pass fails after the original is gone.
 class SpoilCopyUi : public util::UiServices {
