@@ -93,6 +93,11 @@ void Put(std::string& text, size_t at, std::string_view piece) {
     }
 }
 
+std::string FixedWidth(std::string text, size_t width) {
+    text.resize(width, ' ');
+    return text;
+}
+
 // A field value as the suite prints it beside a label: Booleans as True or
 // False, numbers as the suite writes them, NULL as nothing.
 std::string FieldText(const db::Recordset& rs, int index) {
@@ -238,9 +243,11 @@ public:
         try {
             const backup::BackupSettings b = backup::ReadBackupSettings(s_);
             Line("{ } Backup Configuration");
-            Config("Backup Path", b.BackupFolder);
+            // The backup program's record holds fixed-width texts: a default
+            // or short value reads padded with blanks, as that program shows it.
+            Config("Backup Path", FixedWidth(b.BackupFolder, backup::BackupFolderWidth));
             Config("Backup All Files", TrueFalse(b.AllFiles));
-            Config("Last Backup Date", b.LastBackup);
+            Config("Last Backup Date", FixedWidth(b.LastBackup, backup::LastBackupWidth));
             Config("Backup Interval", std::to_string(b.BackupInterval));
             Config("Backup Periods", std::to_string(b.BackupPeriods));
             Config("Keep Interval", std::to_string(b.KeepInterval));

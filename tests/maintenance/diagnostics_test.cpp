@@ -361,6 +361,11 @@ TEST_F(DiagnosticsTest, MissingTablesAreReportedAndTheRunGoesOn) {
     // A statement that cannot be opened counts no rows, so there is nothing to remove.
     EXPECT_TRUE(Has(lines, "{ } no stray Rent Log entries found"));
     EXPECT_TRUE(Has(lines, "{ } no stray Mortgage Log entries found"));
+    // Without BaR.cfg the backup lines show the defaults in the record's fixed widths.
+    std::string folder = s.AppPath + "Backup";
+    folder.resize(255, ' ');
+    EXPECT_TRUE(Has(lines, "{ } Backup Path           : " + folder));
+    EXPECT_TRUE(Has(lines, "{ } Last Backup Date      : " + std::string(10, ' ')));
 }
 
 TEST(FileDescription, AttributesDateTimeAndRightAlignedSize) {
