@@ -223,10 +223,11 @@ bool cShared_Amort::Recalculate(int16_t StartPeriod) {
                 At(j).BasisPV = endBalance;
                 At(j).BasisTerm = static_cast<float>(*n);
             }
+            // Less than one payment left ends the loan: with under half a
+            // payment the schedule already ends at i; with more, the one
+            // period left is still worked out below, since leaving it as it
+            // stood would show the balance of a schedule that no longer is.
             k = 0;
-            if (*n < 1) {
-                break;
-            }
         }
     }
     for (int32_t i = 1; i <= PeriodCount(); ++i) {

@@ -167,6 +167,17 @@ TEST_F(AmortTest, ExtraPrincipalThatRepaysEverythingEndsTheSchedule) {
     EXPECT_EQ(amort.PeriodCount(), 1);
     EXPECT_EQ(amort.Period(1).EndBalance, 0);
     EXPECT_EQ(amort.Period(1).PaymentsRemaining, 0);
+
+    // Between half a payment and a whole one left: one more period, which
+    // pays it off and is worked out like any other, not left as it was.
+    ASSERT_TRUE(amort.CreateAmortization(1000, 0, 12, Date{2026, 7, 1}, 0, false, "m"));
+    ASSERT_TRUE(amort.PayExtra(1, 866.67f));
+    ASSERT_EQ(amort.PeriodCount(), 2);
+    const PeriodRecord& last = amort.Period(2);
+    EXPECT_NEAR(last.BeginBalance, 50, 0.01);
+    EXPECT_EQ(last.EndBalance, 0);
+    EXPECT_NEAR(last.PrincipalToDate, amort.Period(1).PrincipalToDate + last.Principal, 0.001);
+    EXPECT_EQ(last.PaymentsRemaining, 0);
 }
 
 // A balance above the computed one is a negative adjustment: the schedule
