@@ -52,29 +52,49 @@ std::optional<double> Pmt(double rate, double nper, double pv, double fv) {
     if (rate == 0) {
         return Finite(-(pv + fv) / nper);
     }
-    double growth = std::pow(1 + rate, nper);
-    if (growth == 1) {
+    const double growthLog = nper * std::log1p(rate);
+    if (growthLog == 0) {
         // A rate too small to move the balance within the term.
         return Finite(-(pv + fv) / nper);
     }
-    return Finite(-(pv * growth + fv) * rate / (growth - 1));
+    if (growthLog > 0) {
+        // Divided through by the growth factor, which a long term takes past
+        // the range of a double.
+        return Finite(-(pv + fv * std::exp(-growthLog)) * rate / -std::expm1(-growthLog));
+    }
+    return Finite(-(pv * std::exp(growthLog) + fv) * rate / std::expm1(growthLog));
 }
 
 std::optional<double> IPmt(double rate, double per, double nper, double pv, double fv) {
     if (!AllFinite({rate, per, nper, pv, fv}) || !PeriodInRange(per, nper)) {
         return std::nullopt;
     }
-    auto pmt = Pmt(rate, nper, pv, fv);
-    if (!pmt) {
+    if (!Pmt(rate, nper, pv, fv)) {
         return std::nullopt;
     }
     if (rate == 0 || per == 1) {
         return Finite(-pv * rate);
     }
     // The balance owed after per - 1 payments, in the sign convention of the
-    // money received, earns this period's interest.
-    double growth = std::pow(1 + rate, per - 1);
-    double owed = pv * growth + *pmt * (growth - 1) / rate;
+    // money received, earns this period's interest. It is worked out from the
+    // growth factors of the whole term and of the periods paid, never as the
+    // difference of the balance grown and the payments grown: over a long
+    // term both are vast and their difference would be lost to rounding.
+    const double l = std::log1p(rate);
+    const double paidLog = (per - 1) * l;
+    const double termLog = nper * l;
+    double owed = 0;
+    if (termLog == 0) {
+        // A rate too small to move the balance: it falls in equal steps.
+        owed = pv - (pv + fv) * (per - 1) / nper;
+    } else if (termLog > 0) {
+        owed = (pv * -std::expm1(paidLog - termLog) -
+                fv * (std::exp(paidLog - termLog) - std::exp(-termLog))) /
+               -std::expm1(-termLog);
+    } else {
+        owed = (pv * (std::expm1(termLog) - std::expm1(paidLog)) - fv * std::expm1(paidLog)) /
+               std::expm1(termLog);
+    }
     return Finite(-owed * rate);
 }
 

@@ -47,6 +47,29 @@ TEST(AnnuityFunctions, IdentitiesHoldEveryPeriod) {
     }
 }
 
+TEST(AnnuityFunctions, LongTermsStayAccurate) {
+    // Over 20,000 months the balance grows by a factor of about 1e36, so any
+    // difference of grown amounts loses every digit.
+    double r = 0.05 / 12;
+    double n = 20000;
+    double pv = 100000;
+    double pmt = *Pmt(r, n, pv);
+    EXPECT_NEAR(pmt, -pv * r, 1e-9); // the payment is all but the interest alone
+    double principal = 0;
+    for (int per = 1; per <= 20000; ++per) {
+        double i = *IPmt(r, per, n, pv);
+        ASSERT_LE(i, 0) << per;
+        ASSERT_GE(i, pmt) << per;
+        principal += *PPmt(r, per, n, pv);
+    }
+    EXPECT_NEAR(principal, -pv, 1e-6);
+    // The last payment clears what is owed before it with its interest.
+    EXPECT_NEAR(*IPmt(r, n, n, pv), pmt * r / (1 + r), 1e-9);
+    // At 30 % a year the growth factor itself is beyond a double.
+    EXPECT_NEAR(*Pmt(0.3 / 12, 32767, pv), -pv * 0.3 / 12, 1e-9);
+    EXPECT_NEAR(*IPmt(0.3 / 12, 32767, 32767, pv), *Pmt(0.3 / 12, 32767, pv) * 0.025 / 1.025, 1e-9);
+}
+
 TEST(AnnuityFunctions, ZeroRate) {
     EXPECT_DOUBLE_EQ(*Pmt(0, 12, 1200), -100);
     EXPECT_DOUBLE_EQ(*IPmt(0, 5, 12, 1200), 0);
