@@ -249,9 +249,12 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
     }
     startup::Log(settings, "{ } Restore succeeded for : " + target);
     if (options.LinkDatabase && IsDatabaseTarget(target)) {
+        // The suite finds its database from any folder, so a redirect folder
+        // typed as a relative path must not be registered as one.
+        const std::string full = fs::absolute(target).lexically_normal().string();
         startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
                                 settings.AltDB,
-                                target.substr(0, target.size() - DatabaseFileName.size()));
+                                full.substr(0, full.size() - DatabaseFileName.size()));
     }
     return true;
 }

@@ -256,6 +256,18 @@ TEST(RestoreSelected, WindowsArchiveRedirectedBelowAFolderWithoutTrailingSeparat
     EXPECT_NE(log.find("{ } Restore succeeded for : " + db + "KETROVA.MDB\r\n"), std::string::npos);
     EXPECT_EQ(startup::RegReadString(startup::MachineRegistry(s), startup::DatabasesKey, "Branch2"),
               db);
+
+    // A redirect folder typed relative to the working folder still links the
+    // database by its full path.
+    const fs::path before = fs::current_path();
+    fs::current_path(run.dir.path());
+    opt.RedirectFolder = "again";
+    opt.Existing = ExistingFiles::Overwrite;
+    entries[2].Selected = 0;
+    EXPECT_EQ(RestoreSelected(s, arc, entries, opt, ui), 3);
+    fs::current_path(before);
+    EXPECT_EQ(startup::RegReadString(startup::MachineRegistry(s), startup::DatabasesKey, "Branch2"),
+              run.Path("again/Ketrova/db/"));
 }
 
 TEST(RestoreSelected, RedirectNeverFollowsALinkOutOfTheFolder) {
