@@ -83,6 +83,11 @@ int RunRestore(Context& ctx, const ArchiveOptions& opt) {
     }
     std::vector<backup::ArchiveEntry> entries;
     backup::BaR_ReadDirectory(opt.archive, entries);
+    // The mark on disk is whatever its writer left there; only the command
+    // line says what is restored.
+    for (auto& e : entries) {
+        e.Selected = opt.numbers.empty() ? 1 : 0;
+    }
     for (int number : opt.numbers) {
         if (number < 1 || static_cast<size_t>(number) > entries.size()) {
             std::cerr << "No entry " << number << " in the archive (it holds " << entries.size()
@@ -90,11 +95,6 @@ int RunRestore(Context& ctx, const ArchiveOptions& opt) {
             return 2;
         }
         entries[static_cast<size_t>(number) - 1].Selected = 1;
-    }
-    if (opt.numbers.empty()) {
-        for (auto& e : entries) {
-            e.Selected = 1;
-        }
     }
     backup::RestoreOptions options;
     options.RedirectFolder = opt.to;

@@ -85,4 +85,14 @@ TEST_F(ArchiveCommand, UsageErrorsAndMissingArchives) {
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_NE(r.out.find("Files successfully restored : 0\n"), std::string::npos) << r.out;
     EXPECT_EQ(Run("list w.kbx").out, "1\t1\t2\t1\t501\t3/14/2009 4:05:06 PM\tC:\\k\\f.txt\n");
+
+    // Only the entries named are restored, whatever selection mark a writer
+    // left in the headers.
+    backuptest::AppendFile(a, "C:\\k\\g.txt", "g");
+    a[304] = 1;
+    WriteFile(dir / "m.kbx", a);
+    r = Run("restore m.kbx 2 --to out");
+    EXPECT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_EQ(ReadFile(dir / "out/k/g.txt"), "g");
+    EXPECT_FALSE(fs::exists(dir / "out/k/f.txt"));
 }
