@@ -128,8 +128,16 @@ bool cShared_Amort::Recalculate(int16_t StartPeriod) {
     // later one, and past the new term the annuity functions refuse it.
     int32_t k = 0;
     for (int32_t i = StartPeriod; i <= PeriodCount(); ++i) {
-        ++k;
         PeriodRecord& p = At(i);
+        if (k > 0) {
+            // No re-basing at the period before: this one is paid on the
+            // same basis. What it held came from an earlier run, and would
+            // be the basis of a rate change or extra payment since taken back.
+            const PeriodRecord& prev = At(i - 1);
+            p.BasisPV = prev.BasisPV;
+            p.BasisTerm = prev.BasisTerm;
+        }
+        ++k;
         double r = MonthlyRate(p.AnnualRate);
         if (!p.InterestOnly) {
             auto pmt = Pmt(r, p.BasisTerm, p.BasisPV);

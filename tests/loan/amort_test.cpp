@@ -159,6 +159,16 @@ TEST_F(AmortTest, ExtraPrincipalShortensTheLoanAndKeepsThePayment) {
     std::string once = amort.DataString();
     ASSERT_TRUE(amort.PayExtra(12, 10000));
     EXPECT_EQ(amort.DataString(), once);
+
+    // Without the extra payment the periods left are those of the original
+    // loan again (the schedule keeps its shorter length).
+    ASSERT_TRUE(amort.PayExtra(12, 0));
+    cShared_Amort fresh(clock, ui);
+    ASSERT_TRUE(fresh.CreateAmortization(100000, 5, 360, Date{2026, 7, 1}, 0, false, "m"));
+    for (int i = 1; i <= amort.PeriodCount(); ++i) {
+        ASSERT_EQ(amort.Period(i).Principal, fresh.Period(i).Principal) << i;
+        ASSERT_EQ(amort.Period(i).EndBalance, fresh.Period(i).EndBalance) << i;
+    }
 }
 
 TEST_F(AmortTest, ExtraPrincipalThatRepaysEverythingEndsTheSchedule) {
@@ -242,6 +252,13 @@ TEST_F(AmortTest, RateChangeReamortizesTheRestOfTheTerm) {
     std::string once = amort.DataString();
     ASSERT_TRUE(amort.AdjustI(7, 200));
     EXPECT_EQ(amort.DataString(), once);
+
+    // Taking the changes back gives the schedule that never had them: no
+    // period keeps the basis of a change that is gone.
+    ASSERT_TRUE(amort.AdjustI(5, 13));
+    cShared_Amort fresh(clock, ui);
+    ASSERT_TRUE(fresh.CreateAmortization(100000, 5, 360, Date{2026, 7, 1}, 0, false, "m"));
+    EXPECT_EQ(amort.DataString(), fresh.DataString());
 }
 
 TEST_F(AmortTest, InvalidRateChangesAreShownOnceAndChangeNothing) {
