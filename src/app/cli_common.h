@@ -22,6 +22,11 @@ struct Context {
 // takes --altdb. Every subcommand that works on the suite's files calls it first.
 void PrepareSettings(Context& ctx);
 
+// Locates the database of --altdb without a log. When no folder is
+// registered for it, says so with what to do and returns false: the
+// database name would otherwise be taken relative to the working folder.
+bool LocateRegisteredDatabase(Context& ctx);
+
 // A progress bar on stderr, drawn only when stderr is a terminal.
 class TerminalProgress final : public util::Progress {
 public:

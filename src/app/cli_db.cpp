@@ -79,6 +79,11 @@ int RunSchema(Context& ctx, const SchemaOptions& opt) {
     std::string file = opt.dbFile;
     if (file.empty()) {
         startup::LocateDatabase(s, s.LogFileNo);
+        if (s.DBPath.empty()) {
+            std::cerr << "No database folder is registered for \"" << s.AltDB
+                      << "\": give --db FILE, or register one with 'ostrand-cli connect FOLDER'.\n";
+            return 1;
+        }
         file = s.DBFile;
     }
     db::Connection connection;

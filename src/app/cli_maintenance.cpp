@@ -46,7 +46,10 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
     compact->callback([&ctx] {
         PrepareSettings(ctx);
         startup::RunSettings& s = ctx.settings;
-        startup::LocateDatabase(s, 0);
+        if (!LocateRegisteredDatabase(ctx)) {
+            ctx.exitCode = 1;
+            return;
+        }
         s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
         TerminalUi ui(false);
         std::string message;

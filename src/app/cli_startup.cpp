@@ -48,6 +48,17 @@ void PrepareSettings(Context& ctx) {
     ctx.settings.AltDB = ctx.altdb;
 }
 
+bool LocateRegisteredDatabase(Context& ctx) {
+    startup::LocateDatabase(ctx.settings, 0);
+    if (!ctx.settings.DBPath.empty()) {
+        return true;
+    }
+    std::cerr << "No database folder is registered for \"" << ctx.settings.AltDB
+              << "\": create one with 'ostrand-cli create FOLDER' or register an existing one "
+                 "with 'ostrand-cli connect FOLDER'.\n";
+    return false;
+}
+
 void RegisterStartupCommands(CLI::App& app, Context& ctx) {
     auto args = std::make_shared<std::vector<std::string>>();
     CLI::App* mode = app.add_subcommand(

@@ -32,11 +32,7 @@ private:
 int RunUpgradeCommand(Context& ctx) {
     PrepareSettings(ctx);
     startup::RunSettings& s = ctx.settings;
-    startup::LocateDatabase(s, 0);
-    if (s.DBPath.empty()) {
-        // Without a registered folder the database name would be taken
-        // relative to wherever the command happens to run.
-        std::cerr << "No database folder is registered for \"" << s.AltDB << "\"\n";
+    if (!LocateRegisteredDatabase(ctx)) {
         return 1;
     }
 

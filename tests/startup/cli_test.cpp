@@ -109,3 +109,16 @@ TEST(CliStartup, LocatePrintsTheSixLinesAndTheStatus) {
     EXPECT_NE(missing.out.find("DBStatus = 1\n"), std::string::npos);
     EXPECT_EQ(cli.Run("locate --no-such-option").exitCode, 2);
 }
+
+TEST(CliStartup, CommandsOnTheDatabaseRefuseWhenNoneIsRegistered) {
+    // Without a registered folder the database name would be relative to
+    // wherever the command runs: nothing may be opened, compacted or logged.
+    Cli cli;
+    for (const char* command : {"compact", "upgrade", "schema"}) {
+        SCOPED_TRACE(command);
+        CliResult r = cli.Run(command);
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.out, "");
+    }
+    EXPECT_FALSE(fs::exists(cli.Home() + "Ostrand.log"));
+}
