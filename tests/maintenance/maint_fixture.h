@@ -1,15 +1,9 @@
 #pragma once
-// A scratch program folder with the run log open on it and an empty database
-// file, for the maintenance tests.
+// The database layer's scratch folder (run log open, empty database), read
+// back line by line as the maintenance reports are checked.
 
-#include "db/connection.h"
-#include "startup/run_settings.h"
-#include "support/temp_dir.h"
+#include "db/db_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,34 +25,10 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
     return lines;
 }
 
-class MaintTest : public ::testing::Test {
+class MaintTest : public dbtest::DbTest {
 protected:
-    void SetUp() override {
-        settings.AppPath = dir.str();
-        settings.LogFileNo =
-            startup::OpenLogFile(settings.Files, (dir / "Ostrand.log").string(), 1, 0);
-        ASSERT_NE(settings.LogFileNo, 0);
-        dbFile = (dir / "Ketrova.mdb").string();
-        std::string error;
-        ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
-        connection.Open(dbFile);
-    }
-
-    // The log's lines so far, without their CR LF; the log stays open.
-    std::vector<std::string> LogLines() {
-        if (settings.LogFileNo != 0) {
-            std::fflush(settings.Files.Get(settings.LogFileNo));
-        }
-        return SplitLines(testsupport::ReadFile(dir / "Ostrand.log"));
-    }
-
-    void Exec(const std::string& sql) { connection.Execute(sql); }
-    db::Value Scalar(const std::string& sql) { return connection.Scalar(sql); }
-
-    testsupport::TempDir dir;
-    startup::RunSettings settings;
-    std::string dbFile;
-    db::Connection connection;
+    // The log's lines so far; also after the log was closed.
+    std::vector<std::string> LogLines() { return SplitLines(Log()); }
 };
 
 } // namespace mainttest
