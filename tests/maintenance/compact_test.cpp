@@ -61,6 +61,20 @@ protected:
         return files;
     }
 
+    // A run that failed: the message names the error, and the log ends with
+    // the step it broke off in and then the error.
+    std::vector<std::string> ExpectFailureIn(const std::string& step) {
+        EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u) << message;
+        const auto lines = LogLines();
+        if (lines.size() < 2) {
+            ADD_FAILURE() << "the log is too short";
+            return lines;
+        }
+        EXPECT_EQ(lines[lines.size() - 2], step);
+        EXPECT_EQ(lines.back().rfind("{*} Error ", 0), 0u) << lines.back();
+        return lines;
+    }
+
     util::UiServices ui;
     std::string message;
 
@@ -138,14 +152,9 @@ TEST_F(CompactTest, ADatabaseInUseFailsTheFirstPassAndIsLeftAsItWas) {
     other.Execute("INSERT INTO Lease VALUES (2)");
 
     EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
-    EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u);
+    ExpectFailureIn("{-} First pass compacting");
     EXPECT_NE(message.find("locked"), std::string::npos) << message;
     EXPECT_EQ(testsupport::ReadFile(dbFile), before);
-
-    const auto lines = LogLines();
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines[lines.size() - 2], "{-} First pass compacting");
-    EXPECT_EQ(lines.back().rfind("{*} Error ", 0), 0u);
 
     // The other program's transaction is still whole.
     other.Execute("COMMIT");
@@ -160,10 +169,8 @@ TEST_F(CompactTest, AFileUnder1024BytesReportsTheDivisionError) {
 
     EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
     EXPECT_EQ(message, "The following error has occured:\r\nDivision by zero");
-    const auto lines = LogLines();
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines[lines.size() - 2], "{ } new file size         : 0 KB");
-    EXPECT_EQ(lines.back(), "{*} Error 11 Division by zero");
+    EXPECT_EQ(ExpectFailureIn("{ } new file size         : 0 KB").back(),
+              "{*} Error 11 Division by zero");
 }
 
 // Rows that break their table's CHECK rule: the engine copies them as they
@@ -179,15 +186,12 @@ TEST_F(CompactTest, ACopyThatFailsItsCheckStopsBeforeTheOriginalGoes) {
     const std::string before = testsupport::ReadFile(dbFile);
 
     EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
-    EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u);
+    const auto lines = ExpectFailureIn("{-} First pass compacting");
     EXPECT_NE(message.find("CHECK constraint failed in Lease"), std::string::npos) << message;
     EXPECT_TRUE(testsupport::ReadFile(dbFile) == before) << "the database was changed";
-    const auto lines = LogLines();
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines[lines.size() - 2], "{-} First pass compacting");
-    EXPECT_EQ(lines.back().rfind("{*} Error ", 0), 0u);
     // The copy is kept where the log's Destination line says.
     ASSERT_EQ(TempFiles().size(), 1u);
+    ASSERT_GE(lines.size(), 3u);
     EXPECT_EQ(lines[2], "{ } Destination           : " + TempFiles()[0].string());
 }
 
@@ -213,12 +217,10 @@ TEST_F(CompactTest, AFailedSecondPassIsNotUndoneAndKeepsTheCopy) {
     FillAndThin();
     SpoilCopyUi spoil(dir / "tmp");
     EXPECT_FALSE(maintenance::CompactDB(settings, spoil, message));
-    EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u);
+    const auto lines = ExpectFailureIn("{-} Second pass compacting");
     EXPECT_FALSE(fs::exists(dbFile));
     ASSERT_EQ(TempFiles().size(), 1u);
-    const auto lines = LogLines();
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines[lines.size() - 2], "{-} Second pass compacting");
+    ASSERT_GE(lines.size(), 3u);
     EXPECT_EQ(lines[2], "{ } Destination           : " + TempFiles()[0].string());
 }
 
@@ -226,12 +228,8 @@ TEST_F(CompactTest, AMissingDatabaseFailsBeforeTheFirstPass) {
     connection.Close();
     fs::remove(dbFile);
     EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
-    EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u);
+    EXPECT_EQ(ExpectFailureIn("{-} Removing old destination file").size(), 5u);
     EXPECT_NE(message.find(dbFile), std::string::npos) << message;
-    const auto lines = LogLines();
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(lines[3], "{-} Removing old destination file");
-    EXPECT_EQ(lines[4].rfind("{*} Error ", 0), 0u);
 }
 
 } // namespace
