@@ -165,27 +165,24 @@ void FillVersion4(db::Connection& c, const Population& p) {
               "(4001, 'Property Owner', 'Jo Owner', '11-1111111'), "
               "(4002, 'Property Manager', 'Max Manager', '22-2222222'), "
               "(4003, 'Bank', 'First Bank', NULL)");
-    c.Execute(Numbers(props) + "INSERT INTO OwnerLink (IdOwnerLink, IdAccount, IdProperty) "
-                               "SELECT 40000 + k, 4001, 1000 + k FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO ManagerLink (IdManagerLink, IdAccount, IdProperty) "
-                               "SELECT 41000 + k, 4002, 1000 + k FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO Room (IdRoom, IdProperty, Name) "
-                               "SELECT 42000 + k, 1000 + k, 'Kitchen' FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO Appliance (IdAppliance, IdProperty, Description) "
-                               "SELECT 43000 + k, 1000 + k, 'Stove' FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO Content (IdContent, IdProperty, Description) "
-                               "SELECT 44000 + k, 1000 + k, 'Blinds' FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO SvcContract (IdSvcContract, IdProperty, Description) "
-                               "SELECT 45000 + k, 1000 + k, 'Lawn' FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO Mileage (IdMileage, IdProperty, Miles) "
-                               "SELECT 46000 + k, 1000 + k, 12.5 FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO AutoEvent (IdAutoEvent, IdProperty, Description) "
-                               "SELECT 47000 + k, 1000 + k, 'Rent due' FROM n");
-    c.Execute(Numbers(props) +
-              "INSERT INTO WorkOrder (IdWorkOrder, IdProperty, Description, Status) "
-              "SELECT 48000 + k, 1000 + k, 'Fix sink', 'Open' FROM n");
-    c.Execute(Numbers(props) + "INSERT INTO WOItem (IdWOItem, IdWorkOrder, Description, Notes) "
-                               "SELECT 49000 + k, 48000 + k, 'Washer', 'old note' FROM n");
+    // One row per property in each table that hangs off a property.
+    const char* const perProperty[][3] = {
+        {"OwnerLink", "IdOwnerLink, IdAccount, IdProperty", "40000 + k, 4001, 1000 + k"},
+        {"ManagerLink", "IdManagerLink, IdAccount, IdProperty", "41000 + k, 4002, 1000 + k"},
+        {"Room", "IdRoom, IdProperty, Name", "42000 + k, 1000 + k, 'Kitchen'"},
+        {"Appliance", "IdAppliance, IdProperty, Description", "43000 + k, 1000 + k, 'Stove'"},
+        {"Content", "IdContent, IdProperty, Description", "44000 + k, 1000 + k, 'Blinds'"},
+        {"SvcContract", "IdSvcContract, IdProperty, Description", "45000 + k, 1000 + k, 'Lawn'"},
+        {"Mileage", "IdMileage, IdProperty, Miles", "46000 + k, 1000 + k, 12.5"},
+        {"AutoEvent", "IdAutoEvent, IdProperty, Description", "47000 + k, 1000 + k, 'Rent due'"},
+        {"WorkOrder", "IdWorkOrder, IdProperty, Description, Status",
+         "48000 + k, 1000 + k, 'Fix sink', 'Open'"},
+        {"WOItem", "IdWOItem, IdWorkOrder, Description, Notes",
+         "49000 + k, 48000 + k, 'Washer', 'old note'"},
+    };
+    for (const auto& [table, columns, values] : perProperty)
+        c.Execute(Numbers(props) + "INSERT INTO " + table + " (" + columns + ") SELECT " + values +
+                  " FROM n");
     c.Execute("INSERT INTO Analysis (IdAnalysis, IdProperty, Description, ExpLandscape, ExpTrash, "
               "ExpPest, ExpPool) VALUES (6001, 1001, 'Buy?', 100, 200, 300, 400)");
     c.Execute("INSERT INTO Incident (IdIncident, IdTenant, Severity, Description) VALUES "
