@@ -40,15 +40,7 @@ TEST_F(CreateWizardTest, CreatesTheDatabaseRegistersItAndStartsTheSuiteOnFinish)
     EXPECT_EQ(w.Tag(W::ActionButton), "CREATEDB_2");
     EXPECT_FALSE(w.findChild<QProgressBar*>("pgbMakeDB")->isVisibleTo(&w));
 
-    // Look at the window each time the creation lets events through.
-    int lockedChecks = 0;
-    ui.onEvents = [&] {
-        ++lockedChecks;
-        for (int i = 0; i < 4; ++i) {
-            EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during the run";
-        }
-        EXPECT_NE(settings.LogFileNo, 0);
-    };
+    CheckLockedWhileWorking(w, [&] { EXPECT_NE(settings.LogFileNo, 0); });
     Press(w, W::ActionButton);
     ui.onEvents = nullptr;
     EXPECT_GT(lockedChecks, 3);
@@ -212,10 +204,7 @@ TEST_F(CreateWizardTest, TheNewFolderCanBeChosenAndACancelledDialogChangesNothin
 TEST_F(CreateWizardTest, HelpOpensTheShippedPageOfThisWizard) {
     frmWizNew w(context);
     w.show();
-    Press(w, W::HelpButton);
-    ASSERT_EQ(ui.opened.size(), 1u);
-    EXPECT_EQ(std::filesystem::path(ui.opened[0]).filename(), "create.html");
-    EXPECT_TRUE(std::filesystem::exists(ui.opened[0])) << ui.opened[0];
+    ExpectHelpPage(w, "create.html");
 }
 
 } // namespace

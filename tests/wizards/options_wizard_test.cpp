@@ -45,13 +45,7 @@ TEST_F(OptionsWizardTest, CompressesTheDatabaseAndReportsTheSizes) {
     EXPECT_FALSE(Shown(w, "lblResult"));
     EXPECT_FALSE(Shown(w, "imgSuccess"));
 
-    int lockedChecks = 0;
-    ui.onEvents = [&] {
-        ++lockedChecks;
-        for (int i = 0; i < 4; ++i) {
-            EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during compaction";
-        }
-    };
+    CheckLockedWhileWorking(w);
     Press(w, W::ActionButton);
     ui.onEvents = nullptr;
     EXPECT_GT(lockedChecks, 0);

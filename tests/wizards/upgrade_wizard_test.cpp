@@ -42,10 +42,7 @@ TEST_F(UpgradeWizardTest, UpgradesAVersionFourDatabaseAndStartsTheSuiteOnFinish)
     EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Start");
     EXPECT_EQ(w.Tag(W::BackButton), "START_WIZARD");
     EXPECT_TRUE(w.Button(W::HelpButton)->isEnabled());
-    Press(w, W::HelpButton);
-    ASSERT_EQ(ui.opened.size(), 1u);
-    EXPECT_EQ(std::filesystem::path(ui.opened[0]).filename(), "upgrade.html");
-    EXPECT_TRUE(std::filesystem::exists(ui.opened[0])) << ui.opened[0];
+    ExpectHelpPage(w, "upgrade.html");
     EXPECT_EQ(w.VisiblePage(), frmWizUpgrade::PageReady);
 
     // "Previous" leads back to the introduction and forward again.
@@ -53,15 +50,10 @@ TEST_F(UpgradeWizardTest, UpgradesAVersionFourDatabaseAndStartsTheSuiteOnFinish)
     EXPECT_EQ(w.VisiblePage(), frmWizUpgrade::PageIntro);
     Press(w, W::ActionButton);
 
-    int lockedChecks = 0;
-    ui.onEvents = [&] {
-        ++lockedChecks;
-        for (int i = 0; i < 4; ++i) {
-            EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during the run";
-        }
+    CheckLockedWhileWorking(w, [&] {
         EXPECT_EQ(w.VisiblePage(), frmWizUpgrade::PageRun);
         w.RunCommand("RUNUPGRADE_2"); // a second run cannot start inside the first
-    };
+    });
     Press(w, W::ActionButton);
     ui.onEvents = nullptr;
     EXPECT_GT(lockedChecks, 10);

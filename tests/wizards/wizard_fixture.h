@@ -20,6 +20,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -53,6 +54,29 @@ protected:
         return child ? child->text() : QString("<no %1>").arg(name);
     }
 
+    // From now on, each time the work lets events through: no button of `w`
+    // can be pressed, and `also` looks at whatever else. Counts those moments.
+    void CheckLockedWhileWorking(wizards::WizardWindow& w, std::function<void()> also = nullptr) {
+        ui.onEvents = [this, &w, also] {
+            ++lockedChecks;
+            for (int i = 0; i < 4; ++i) {
+                EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during the run";
+            }
+            if (also) {
+                also();
+            }
+        };
+    }
+
+    // Help opens this window's own page, shipped with the program.
+    void ExpectHelpPage(wizards::WizardWindow& w, const char* page) {
+        const size_t before = ui.opened.size();
+        Press(w, wizards::WizardWindow::HelpButton);
+        ASSERT_EQ(ui.opened.size(), before + 1);
+        EXPECT_EQ(std::filesystem::path(ui.opened.back()).filename(), page);
+        EXPECT_TRUE(std::filesystem::exists(ui.opened.back())) << ui.opened.back();
+    }
+
     // An AppStart command that leaves a file behind when it runs.
     std::string MarkerCommand() const { return "touch " + (home / "started").string(); }
     bool MarkerAppears(std::chrono::milliseconds within) const {
@@ -72,6 +96,7 @@ protected:
     db::Connection connection;
     platform::FixedClock clock{{2026, 7, 1, 9, 30, 0}};
     wizards::WizardContext context{settings, ui, connection, clock};
+    int lockedChecks = 0;
 };
 
 } // namespace wizardtest
