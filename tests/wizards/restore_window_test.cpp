@@ -12,6 +12,8 @@
 #include <QTreeWidget>
 #include <QTreeWidgetItemIterator>
 
+#include <memory>
+
 namespace {
 
 using wizards::frmRestore;
@@ -39,6 +41,24 @@ protected:
         testsupport::WriteFile(home / "Backup" / "Ketrova.cfg", "x");
     }
 
+    // The window as the options wizard opens it, perhaps with the archive chosen.
+    frmRestore& Open(bool chooseArchive = true) {
+        window = std::make_unique<frmRestore>(context);
+        window->Setup();
+        if (chooseArchive) {
+            window->SelectArchive(0);
+        }
+        return *window;
+    }
+
+    static void ExpectTaggedButtons(frmRestore& r, bool enabled) {
+        for (QPushButton* b : r.findChildren<QPushButton*>()) {
+            if (b->property("tag").isValid()) {
+                EXPECT_EQ(b->isEnabled(), enabled) << b->property("tag").toString().toStdString();
+            }
+        }
+    }
+
     QTreeWidget* Tree(frmRestore& r) { return r.findChild<QTreeWidget*>("trvFiles"); }
 
     // The file node of a stored path's last part.
@@ -64,11 +84,11 @@ protected:
 
     std::filesystem::path data;
     std::string archive;
+    std::unique_ptr<frmRestore> window;
 };
 
 TEST_F(RestoreWindowTest, ListsTheSuitesArchivesAndShowsTheirFilesAsATree) {
-    frmRestore r(context);
-    r.Setup();
+    frmRestore& r = Open(false);
     ASSERT_EQ(r.ArchivePaths(), QStringList{QString::fromStdString(archive)});
     auto* list = r.findChild<QTreeWidget*>("lstArchives");
     ASSERT_EQ(list->topLevelItemCount(), 1);
@@ -101,9 +121,7 @@ TEST_F(RestoreWindowTest, ListsTheSuitesArchivesAndShowsTheirFilesAsATree) {
 }
 
 TEST_F(RestoreWindowTest, TreeButtonsExpandCollapseTickAndUntickEverything) {
-    frmRestore r(context);
-    r.Setup();
-    r.SelectArchive(0);
+    frmRestore& r = Open();
     PressTag(r, "EXPAND_TREE");
     for (QTreeWidgetItemIterator it(Tree(r)); *it; ++it) {
         if ((*it)->childCount() > 0) {
@@ -140,8 +158,7 @@ TEST_F(RestoreWindowTest, WindowsNamesSplitAtBackslashesKeepingTheDriveInTheFirs
 }
 
 TEST_F(RestoreWindowTest, TheRestoreButtonFirstNeedsAnArchiveAndATickedFile) {
-    frmRestore r(context);
-    r.Setup();
+    frmRestore& r = Open(false);
     PressTag(r, "RESTORE");
     ASSERT_EQ(ui.boxes.size(), 1u);
     EXPECT_EQ(ui.boxes[0].title, "Select Archive");
@@ -169,9 +186,7 @@ TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
     const auto lease = data / "Docs" / "lease.txt";
     testsupport::WriteFile(lease, "newer lease");
     testsupport::WriteFile(lease.string() + ".restored", "an earlier restore");
-    frmRestore r(context);
-    r.Setup();
-    r.SelectArchive(0);
+    frmRestore& r = Open();
     r.findChild<QRadioButton*>("optOverwrite_1")->setChecked(true);
     Node(r, "lease.txt")->setCheckState(0, Qt::Checked);
 
@@ -179,11 +194,7 @@ TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
     ui.onEvents = [&] {
         ++locked;
         EXPECT_FALSE(r.findChild<QWidget*>("tabRestore")->isEnabled());
-        for (QPushButton* b : r.findChildren<QPushButton*>()) {
-            if (b->property("tag").isValid()) {
-                EXPECT_FALSE(b->isEnabled()) << b->property("tag").toString().toStdString();
-            }
-        }
+        ExpectTaggedButtons(r, false);
     };
     ui.answers = {util::Answer::Yes};
     PressTag(r, "RESTORE");
@@ -200,17 +211,11 @@ TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
     EXPECT_EQ(testsupport::ReadFile(lease), "newer lease");
     EXPECT_EQ(testsupport::ReadFile(lease.string() + ".restored"), "an earlier restore");
     EXPECT_EQ(testsupport::ReadFile(lease.string() + ".restored.0"), std::string(150000, 'L'));
-    for (QPushButton* b : r.findChildren<QPushButton*>()) {
-        if (b->property("tag").isValid()) {
-            EXPECT_TRUE(b->isEnabled()) << b->objectName().toStdString();
-        }
-    }
+    ExpectTaggedButtons(r, true);
 }
 
 TEST_F(RestoreWindowTest, ARedirectedDatabaseRestoreCanBecomeTheActiveDatabase) {
-    frmRestore r(context);
-    r.Setup();
-    r.SelectArchive(0);
+    frmRestore& r = Open();
     const auto alt = home / "elsewhere";
     std::filesystem::create_directory(alt);
     ui.folderAnswer = alt.string(); // no trailing separator: one is added
@@ -239,9 +244,7 @@ TEST_F(RestoreWindowTest, ARedirectedDatabaseRestoreCanBecomeTheActiveDatabase) 
 
 TEST_F(RestoreWindowTest, NoToTheConfirmationRestoresNothing) {
     std::filesystem::remove(data / "Docs" / "lease.txt");
-    frmRestore r(context);
-    r.Setup();
-    r.SelectArchive(0);
+    frmRestore& r = Open();
     PressTag(r, "SELECT_TREE");
     ui.answers = {util::Answer::No};
     PressTag(r, "RESTORE");
@@ -251,9 +254,7 @@ TEST_F(RestoreWindowTest, NoToTheConfirmationRestoresNothing) {
 }
 
 TEST_F(RestoreWindowTest, FileDetailsShowTheStoredNameSizeAndType) {
-    frmRestore r(context);
-    r.Setup();
-    r.SelectArchive(0);
+    frmRestore& r = Open();
     Tree(r)->setCurrentItem(Node(r, "lease.txt"));
     r.ShowInfo();
     ASSERT_EQ(ui.boxes.size(), 1u);
