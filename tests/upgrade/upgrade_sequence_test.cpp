@@ -12,6 +12,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace upgrade;
@@ -149,42 +150,25 @@ TEST(UpgradeSequence, ASuccessfulRunShowsEveryStepAndWritesTheVersionLast) {
     EXPECT_TRUE(h.Run());
     EXPECT_EQ(h.steps.calls, kAllCalls);
 
-    const std::vector<std::string> expectedProgress = {"status Reading version file ...",
-                                                       "value 0",
-                                                       "status Loading template ...",
-                                                       "value 5",
-                                                       "status Backing up database ...",
-                                                       "value 10",
-                                                       "status Opening database ...",
-                                                       "value 15",
-                                                       "status Cleaning up NULL fields ...",
-                                                       "value 20",
-                                                       "status Deleting indexes ...",
-                                                       "value 25",
-                                                       "status Reading DB Schema ...",
-                                                       "value 30",
-                                                       "status Comparing structure ...",
-                                                       "value 35",
-                                                       "status Adding new fields ...",
-                                                       "value 40",
-                                                       "status Updating fields ...",
-                                                       "value 50",
-                                                       "status Upgrade scripts ...",
-                                                       "value 55",
-                                                       "status Deleting obsolete fields ...",
-                                                       "value 70",
-                                                       "status Deleting obsolete tables ...",
-                                                       "value 75",
-                                                       "status Adding indexes ...",
-                                                       "value 80",
-                                                       "status Updating configuration ...",
-                                                       "value 85",
-                                                       "status Closing database ...",
-                                                       "value 90",
-                                                       "status Writing version file ...",
-                                                       "value 95",
-                                                       "value 100",
-                                                       "status Database upgraded successfully."};
+    // Each step shows its status, then moves the bar to where it starts.
+    const std::pair<const char*, int> steps[] = {
+        {"Reading version file", 0},      {"Loading template", 5},
+        {"Backing up database", 10},      {"Opening database", 15},
+        {"Cleaning up NULL fields", 20},  {"Deleting indexes", 25},
+        {"Reading DB Schema", 30},        {"Comparing structure", 35},
+        {"Adding new fields", 40},        {"Updating fields", 50},
+        {"Upgrade scripts", 55},          {"Deleting obsolete fields", 70},
+        {"Deleting obsolete tables", 75}, {"Adding indexes", 80},
+        {"Updating configuration", 85},   {"Closing database", 90},
+        {"Writing version file", 95},
+    };
+    std::vector<std::string> expectedProgress;
+    for (const auto& [status, value] : steps) {
+        expectedProgress.push_back(std::string("status ") + status + " ...");
+        expectedProgress.push_back("value " + std::to_string(value));
+    }
+    expectedProgress.push_back("value 100");
+    expectedProgress.push_back("status Database upgraded successfully.");
     EXPECT_EQ(h.progress.events, expectedProgress);
 
     const std::vector<std::string> expectedLog = {
