@@ -85,25 +85,3 @@ TEST(MigrationStatements, JoinedCopiesOfTheOldPropertiesAreExact) {
               "FROM Property");
     EXPECT_EQ(a[25].sql, "UPDATE Building SET Multi = False");
 }
-
-TEST(MigrationStatements, TextsWithQuotedValuesAndArithmetic) {
-    auto a = MigrationGroupA();
-    auto b = MigrationGroupB();
-    EXPECT_EQ(
-        a[4].sql,
-        "UPDATE Account SET AccountType = 'Building Owner' WHERE AccountType = 'Property Owner'");
-    EXPECT_EQ(a[6].sql, "UPDATE Incident SET Severity = '0 - Informational'");
-    EXPECT_EQ(a[18].sql, "UPDATE Doc SET SelUnit = SelProperty");
-    EXPECT_EQ(b[37].sql,
-              "UPDATE Lease SET DepositTotal = DepositDamage + DepositClean + "
-              "DepositKey + DepositPet + DepositOther1 + DepositOther2 WHERE Pets = True");
-    EXPECT_EQ(b[38].sql, "UPDATE Lease SET DepositTotal = DepositDamage + DepositClean + "
-                         "DepositKey + DepositOther1 + DepositOther2 WHERE Pets = False");
-    // The paid amount is zeroed before the amount due is computed from it.
-    EXPECT_EQ(b[27].sql, "UPDATE Lease SET DepositPaid = 0");
-    EXPECT_EQ(b[39].sql, "UPDATE Lease SET DepositDue = DepositTotal - DepositPaid");
-    EXPECT_EQ(b[40].sql, "UPDATE Lease SET TermType = 'Week(s)' WHERE TermType = 'Weekly'");
-    EXPECT_EQ(b[42].sql, "UPDATE Lease SET TermType = 'Year(s)' WHERE TermType = 'Yearly'");
-    EXPECT_EQ(b[2].sql, "UPDATE Configuration SET DefaultMortgageAccount = DefaultMortgagePmt");
-    EXPECT_EQ(b[24].sql, "UPDATE Building SET DeprPeriod = DeprTerm");
-}
