@@ -106,45 +106,19 @@ TEST(TenantContacts, NoTenantsMeansNoContactsAndNoNumbersTaken) {
 
 namespace {
 
-struct MortgageRow {
-    std::string accountNumber, nextEscrow, xPri, xRate, firstDue;
-    int64_t escrowInterval, escrowPeriods, origPer, intOnly, balloonMtg, balloonPer, ppm, arm,
-        armLimits, currentPeriod;
-    double origPV, origRate, origPmt, balloonPmt, ppmFigures, xPriAll, currentPmt, currentPPmt,
-        currentIPmt;
-};
+// One mortgage row, its columns read by name.
+class MortgageRow {
+public:
+    MortgageRow(db::Connection& c, int32_t id) {
+        rs_.Open(c, "SELECT * FROM Mortgage WHERE IdMortgage = " + std::to_string(id));
+    }
+    std::string Text(const char* name) { return rs_.Field(std::string_view(name)).AsText(); }
+    int64_t Int(const char* name) { return rs_.Field(std::string_view(name)).AsInt(); }
+    double Real(const char* name) { return rs_.Field(std::string_view(name)).AsDouble(); }
 
-MortgageRow ReadMortgage(db::Connection& c, int32_t id) {
-    db::Recordset rs;
-    rs.Open(c, "SELECT * FROM Mortgage WHERE IdMortgage = " + std::to_string(id));
-    auto t = [&](const char* n) { return rs.Field(std::string_view(n)).AsText(); };
-    auto i = [&](const char* n) { return rs.Field(std::string_view(n)).AsInt(); };
-    auto d = [&](const char* n) { return rs.Field(std::string_view(n)).AsDouble(); };
-    return {t("AccountNumber"),
-            t("NextEscrowReview"),
-            t("xPri"),
-            t("xRate"),
-            t("FirstDue"),
-            i("EscrowReviewInterval"),
-            i("EscrowReviewPeriods"),
-            i("OrigPer"),
-            i("IntOnly"),
-            i("BalloonMtg"),
-            i("BalloonPer"),
-            i("PPM"),
-            i("ARM"),
-            i("ARMLockedPer") + i("ARMAdjPer") + i("ARMLifeCap") + i("ARMPerCap"),
-            i("CurrentPeriod"),
-            d("OrigPV"),
-            d("OrigRate"),
-            d("OrigPmt"),
-            d("BalloonPmt"),
-            d("PPMPct") + d("PPMTrigger") + d("PPMPer"),
-            d("xPriAll"),
-            d("CurrentPmt"),
-            d("CurrentPPmt"),
-            d("CurrentIPmt")};
-}
+private:
+    db::Recordset rs_;
+};
 
 } // namespace
 
@@ -157,41 +131,42 @@ TEST(MortgageConversion, OldColumnsAndTheStoredScheduleFillTheNewColumns) {
         const double pv = 100000 + 1000 * k;
         const double rate = 6.5 + 0.25 * (k % 4);
         const int paid = 2 + k % 3;
-        MortgageRow m = ReadMortgage(w.connection, kFirstMortgage + k - 1);
+        MortgageRow m(w.connection, kFirstMortgage + k - 1);
 
-        EXPECT_EQ(m.accountNumber, "Loan-" + std::to_string(k));
-        EXPECT_EQ(m.nextEscrow, "");
-        EXPECT_EQ(m.escrowInterval, 3);
-        EXPECT_EQ(m.escrowPeriods, 1);
-        EXPECT_DOUBLE_EQ(m.origPV, pv);
-        EXPECT_EQ(m.origPer, 360);
-        EXPECT_NEAR(m.origRate, rate / 100, 1e-12);
-        EXPECT_DOUBLE_EQ(m.origPmt, 650.25);
-        EXPECT_EQ(m.intOnly, k % 3 == 0 ? 1 : 0);
+        EXPECT_EQ(m.Text("AccountNumber"), "Loan-" + std::to_string(k));
+        EXPECT_EQ(m.Text("NextEscrowReview"), "");
+        EXPECT_EQ(m.Int("EscrowReviewInterval"), 3);
+        EXPECT_EQ(m.Int("EscrowReviewPeriods"), 1);
+        EXPECT_DOUBLE_EQ(m.Real("OrigPV"), pv);
+        EXPECT_EQ(m.Int("OrigPer"), 360);
+        EXPECT_NEAR(m.Real("OrigRate"), rate / 100, 1e-12);
+        EXPECT_DOUBLE_EQ(m.Real("OrigPmt"), 650.25);
+        EXPECT_EQ(m.Int("IntOnly"), k % 3 == 0 ? 1 : 0);
         // Odd loans have no balloon; even ones a balloon at period 60.
-        EXPECT_EQ(m.balloonMtg, k % 2 == 0 ? 1 : 0);
-        EXPECT_EQ(m.balloonPer, k % 2 == 0 ? 60 : 0);
-        EXPECT_EQ(m.balloonPmt, 0);
-        EXPECT_EQ(m.ppm, k % 2 == 0 ? 1 : 0);
-        EXPECT_EQ(m.ppmFigures, 0);
-        EXPECT_EQ(m.arm, 1);
-        EXPECT_EQ(m.armLimits, 0);
-        EXPECT_EQ(m.xPriAll, 0);
+        EXPECT_EQ(m.Int("BalloonMtg"), k % 2 == 0 ? 1 : 0);
+        EXPECT_EQ(m.Int("BalloonPer"), k % 2 == 0 ? 60 : 0);
+        EXPECT_EQ(m.Real("BalloonPmt"), 0);
+        EXPECT_EQ(m.Int("PPM"), k % 2 == 0 ? 1 : 0);
+        for (const char* zero : {"PPMPct", "PPMTrigger", "PPMPer", "xPriAll", "ARMLockedPer",
+                                 "ARMAdjPer", "ARMLifeCap", "ARMPerCap"})
+            EXPECT_EQ(m.Real(zero), 0) << zero;
+        EXPECT_EQ(m.Int("ARM"), 1);
 
         // From the stored schedule: the first unpaid period is current, the
         // extra principal sits in period 2, the rates are fractions.
         loan::cShared_Amort schedule;
         ASSERT_TRUE(schedule.SetDataString(ScheduleText(pv, rate, pop.periods, paid, 250)));
-        EXPECT_EQ(m.currentPeriod, paid + 1);
-        EXPECT_EQ(m.firstDue, "1/1/2020");
-        EXPECT_EQ(m.xPri.substr(0, 6), "0,250,");
-        EXPECT_EQ(m.xPri, schedule.xPri());
-        EXPECT_EQ(m.xRate, schedule.xRate());
-        EXPECT_GT(m.currentPmt, 0);
-        EXPECT_DOUBLE_EQ(m.currentPmt, schedule.CurrentPmt().ToDouble());
-        EXPECT_DOUBLE_EQ(m.currentPPmt, schedule.CurrentPPmt().ToDouble());
-        EXPECT_DOUBLE_EQ(m.currentIPmt, schedule.CurrentIPmt().ToDouble());
-        EXPECT_NEAR(m.currentPPmt + m.currentIPmt, m.currentPmt, 0.01); // Singles: 7 digits
+        EXPECT_EQ(m.Int("CurrentPeriod"), paid + 1);
+        EXPECT_EQ(m.Text("FirstDue"), "1/1/2020");
+        EXPECT_EQ(m.Text("xPri").substr(0, 6), "0,250,");
+        EXPECT_EQ(m.Text("xPri"), schedule.xPri());
+        EXPECT_EQ(m.Text("xRate"), schedule.xRate());
+        EXPECT_GT(m.Real("CurrentPmt"), 0);
+        EXPECT_DOUBLE_EQ(m.Real("CurrentPmt"), schedule.CurrentPmt().ToDouble());
+        EXPECT_DOUBLE_EQ(m.Real("CurrentPPmt"), schedule.CurrentPPmt().ToDouble());
+        EXPECT_DOUBLE_EQ(m.Real("CurrentIPmt"), schedule.CurrentIPmt().ToDouble());
+        // Singles: 7 digits.
+        EXPECT_NEAR(m.Real("CurrentPPmt") + m.Real("CurrentIPmt"), m.Real("CurrentPmt"), 0.01);
     }
 }
 
@@ -201,12 +176,12 @@ TEST(MortgageConversion, AnEmptyOrUnreadableScheduleGivesEmptyFigures) {
     w.connection.Execute("UPDATE Mortgage SET Amortization = 'garbage' WHERE IdMortgage = 30002");
     upgrade::RecalculateMortgages(w.connection);
     for (int32_t id : {30001, 30002}) {
-        MortgageRow m = ReadMortgage(w.connection, id);
-        EXPECT_EQ(m.currentPmt, 0);
-        EXPECT_EQ(m.xPri, "");
-        EXPECT_EQ(m.firstDue, "");
+        MortgageRow m(w.connection, id);
+        EXPECT_EQ(m.Real("CurrentPmt"), 0);
+        EXPECT_EQ(m.Text("xPri"), "");
+        EXPECT_EQ(m.Text("FirstDue"), "");
         // The old columns still come across.
-        EXPECT_EQ(m.arm, 1);
-        EXPECT_EQ(m.origPer, 360);
+        EXPECT_EQ(m.Int("ARM"), 1);
+        EXPECT_EQ(m.Int("OrigPer"), 360);
     }
 }
