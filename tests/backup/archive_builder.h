@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace backuptest {
 
@@ -53,6 +54,21 @@ inline void AppendFile(std::string& archive, const std::string& name, const std:
     h.type = type;
     h.length = static_cast<int32_t>(data.size());
     AppendRaw(archive, h, data);
+}
+
+// Well-formed entries laid one after the other; the type is 1 (database)
+// unless given.
+struct Entry {
+    std::string name;
+    std::string data;
+    int16_t type = 1;
+};
+inline std::string Archive(const std::vector<Entry>& entries) {
+    std::string archive;
+    for (const Entry& e : entries) {
+        AppendFile(archive, e.name, e.data, e.type);
+    }
+    return archive;
 }
 
 // Deterministic contents that differ from block to block, so a block copied

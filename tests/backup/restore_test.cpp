@@ -33,6 +33,11 @@ struct RunFolder {
     }
     std::string Log() const { return ReadFile(dir / "app/Ostrand.log"); }
     std::string Path(const std::string& name) const { return dir.str() + name; }
+    // Writes an archive into the folder and gives its path.
+    std::string WriteArchive(const std::string& name, const std::vector<Entry>& entries) const {
+        WriteFile(dir / name, Archive(entries));
+        return Path(name);
+    }
 };
 
 std::vector<ArchiveEntry> List(const std::string& archive, bool tickAll = true) {
@@ -66,22 +71,19 @@ public:
 
 TEST(RestoreFile, WritesTheLogBlockAndTheBytesInPlace) {
     RunFolder run;
-    std::string data = Pattern(250000, 4);
-    std::string a;
-    AppendFile(a, "x", data);
-    WriteFile(run.dir / "a.kbx", a);
+    const std::string data = Pattern(250000, 4);
+    const std::string arc = run.WriteArchive("a.kbx", {{"x", data}});
     // A longer file already there keeps its tail: the caller decides on deletion.
     WriteFile(run.dir / "t.bin", std::string(250010, '#'));
     startup::RunSettings& s = run.settings;
     s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
-    EXPECT_TRUE(BaR_Restore_File(s, "  " + run.Path("a.kbx") + "   ", run.Path("t.bin") + "   ",
-                                 501, 250000));
+    EXPECT_TRUE(BaR_Restore_File(s, "  " + arc + "   ", run.Path("t.bin") + "   ", 501, 250000));
     startup::CloseFile(s.Files, s.LogFileNo);
     s.LogFileNo = 0;
     EXPECT_EQ(ReadFile(run.dir / "t.bin"), data + std::string(10, '#'));
     EXPECT_EQ(run.Log(), "--- BaR_Restore_File ------------------------------\r\n"
                          "{ } Restoring from        : " +
-                             run.Path("a.kbx") +
+                             arc +
                              "\r\n"
                              "{ } Restoring file        : " +
                              run.Path("t.bin") +
@@ -100,13 +102,9 @@ TEST(RestoreAll, RestoresDatabaseEntriesOverOldFilesAndReportsAnyFailure) {
     const std::string letter = run.Path("db/letter.doc");
     WriteFile(mdb, std::string(90000, 'o')); // longer than what comes back
     WriteFile(mdb + "-journal", "stale");
-    std::string a;
-    AppendFile(a, mdb, Pattern(5000, 9));
-    AppendFile(a, letter, "not a database", 3);
-    AppendFile(a, version, "9");
-    WriteFile(run.dir / "a.kbx", a);
-
-    EXPECT_TRUE(BaR_RestoreAll(run.settings, run.Path("a.kbx")));
+    const std::string arc = run.WriteArchive(
+        "a.kbx", {{mdb, Pattern(5000, 9)}, {letter, "not a database", 3}, {version, "9"}});
+    EXPECT_TRUE(BaR_RestoreAll(run.settings, arc));
     EXPECT_EQ(ReadFile(mdb), Pattern(5000, 9));
     EXPECT_FALSE(fs::exists(mdb + "-journal")) << "a stale journal would roll back into it";
     EXPECT_EQ(ReadFile(version), "9");
@@ -125,17 +123,12 @@ TEST(RestoreAll, RestoresDatabaseEntriesOverOldFilesAndReportsAnyFailure) {
     EXPECT_EQ(ReadFile(version), "8");
 
     // A name with no place on this system fails instead of landing in the working folder.
-    std::string windows;
-    AppendFile(windows, "C:\\Ketrova\\db\\Ketrova.mdb", "w");
-    WriteFile(run.dir / "w.kbx", windows);
-    EXPECT_FALSE(BaR_RestoreAll(run.settings, run.Path("w.kbx")));
+    EXPECT_FALSE(BaR_RestoreAll(
+        run.settings, run.WriteArchive("w.kbx", {{"C:\\Ketrova\\db\\Ketrova.mdb", "w"}})));
     // An entry naming the archive itself must not delete it before it is read.
-    std::string self;
-    AppendFile(self, run.Path("s.kbx"), "s");
-    AppendFile(self, version, "7");
-    WriteFile(run.dir / "s.kbx", self);
-    EXPECT_FALSE(BaR_RestoreAll(run.settings, run.Path("s.kbx")));
-    EXPECT_EQ(ReadFile(run.dir / "s.kbx"), self);
+    const std::string self = run.WriteArchive("s.kbx", {{run.Path("s.kbx"), "s"}, {version, "7"}});
+    EXPECT_FALSE(BaR_RestoreAll(run.settings, self));
+    EXPECT_EQ(ReadFile(self), Archive({{self, "s"}, {version, "7"}}));
     EXPECT_EQ(ReadFile(version), "7");
     EXPECT_TRUE(BaR_RestoreAll(run.settings, run.Path("missing.kbx")));
 }
@@ -189,11 +182,7 @@ TEST(RestoreSelected, ExistingFilesAreSkippedRenamedOrOverwritten) {
     fs::create_directory(run.dir / "orig");
     const std::string a1 = run.Path("orig/a.txt");
     const std::string b1 = run.Path("orig/b.txt");
-    std::string a;
-    AppendFile(a, a1, "new a", 4);
-    AppendFile(a, b1, "new b", 4);
-    WriteFile(run.dir / "x.kbx", a);
-    const std::string arc = run.Path("x.kbx");
+    const std::string arc = run.WriteArchive("x.kbx", {{a1, "new a", 4}, {b1, "new b", 4}});
     auto entries = List(arc);
     ScriptedUi ui;
 
@@ -225,13 +214,11 @@ TEST(RestoreSelected, ExistingFilesAreSkippedRenamedOrOverwritten) {
 
 TEST(RestoreSelected, WindowsArchiveRedirectedBelowAFolderWithoutTrailingSeparator) {
     RunFolder run;
-    std::string a;
-    AppendFile(a, "C:\\Ketrova\\db\\KETROVA.MDB", Pattern(230000, 5));
-    AppendFile(a, "C:\\Ketrova\\db\\Version", "9");
-    AppendFile(a, "C:\\Ketrova\\..\\..\\..\\etc\\evil", "pwned", 4);
-    AppendFile(a, "D:\\Letters\\Welcome.doc", "hello", 2);
-    WriteFile(run.dir / "Ketrova.1.kbx", a);
-    const std::string arc = run.Path("Ketrova.1.kbx");
+    const std::string arc =
+        run.WriteArchive("Ketrova.1.kbx", {{"C:\\Ketrova\\db\\KETROVA.MDB", Pattern(230000, 5)},
+                                           {"C:\\Ketrova\\db\\Version", "9"},
+                                           {"C:\\Ketrova\\..\\..\\..\\etc\\evil", "pwned", 4},
+                                           {"D:\\Letters\\Welcome.doc", "hello", 2}});
     auto entries = List(arc);
     ASSERT_EQ(entries.size(), 4u);
     EXPECT_EQ(entries[1].StartPos, 501 + 230000 + 500);
@@ -276,17 +263,16 @@ TEST(RestoreSelected, RedirectNeverFollowsALinkOutOfTheFolder) {
     fs::create_directories(run.dir / "target");
     fs::create_directory_symlink(run.dir / "outside", run.dir / "target/Ketrova");
     fs::create_symlink(run.dir / "outside/planted", run.dir / "target/planted");
-    std::string a;
-    AppendFile(a, "C:\\Ketrova\\db\\Ketrova.mdb", "via folder link");
-    AppendFile(a, "C:\\planted", "via file link");
-    WriteFile(run.dir / "a.kbx", a);
-    auto entries = List(run.Path("a.kbx"));
+    const std::string arc =
+        run.WriteArchive("a.kbx", {{"C:\\Ketrova\\db\\Ketrova.mdb", "via folder link"},
+                                   {"C:\\planted", "via file link"}});
+    auto entries = List(arc);
     RestoreOptions opt;
     opt.RedirectFolder = run.Path("target");
     opt.Existing = ExistingFiles::Overwrite;
     ScriptedUi ui;
     // The file link is replaced by a file of its own; nothing lands outside.
-    EXPECT_EQ(RestoreSelected(run.settings, run.Path("a.kbx"), entries, opt, ui), 1);
+    EXPECT_EQ(RestoreSelected(run.settings, arc, entries, opt, ui), 1);
     EXPECT_TRUE(fs::is_empty(run.dir / "outside"));
     EXPECT_FALSE(fs::is_symlink(run.dir / "target/planted"));
     EXPECT_EQ(ReadFile(run.dir / "target/planted"), "via file link");
@@ -327,10 +313,7 @@ TEST(RestoreBoxes, ConfirmationAndSummaryTexts) {
 
 TEST(RestoreCommand, BoxesInOrderAndNoStopsBeforeAnyWrite) {
     RunFolder run;
-    std::string a;
-    AppendFile(a, "C:\\k\\f.txt", "f");
-    WriteFile(run.dir / "a.kbx", a);
-    const std::string arc = run.Path("a.kbx");
+    const std::string arc = run.WriteArchive("a.kbx", {{"C:\\k\\f.txt", "f"}});
     RestoreOptions opt;
     opt.RedirectFolder = run.Path("out");
 
