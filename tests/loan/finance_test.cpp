@@ -108,14 +108,11 @@ TEST(AnnuityFunctions, DomainErrorsAreReportedNotComputed) {
 }
 
 TEST(RoundHalfEven, TiesGoToTheEvenNeighbour) {
-    EXPECT_EQ(RoundHalfEven(2.5), 2);
-    EXPECT_EQ(RoundHalfEven(3.5), 4);
-    EXPECT_EQ(RoundHalfEven(-2.5), -2);
-    EXPECT_EQ(RoundHalfEven(-3.5), -4);
-    EXPECT_EQ(RoundHalfEven(2.4999), 2);
-    EXPECT_EQ(RoundHalfEven(2.5001), 3);
-    EXPECT_EQ(RoundHalfEven(0.5), 0);
-    EXPECT_EQ(RoundHalfEven(7), 7);
+    const std::pair<double, double> cases[] = {{2.5, 2},    {3.5, 4},    {-2.5, -2}, {-3.5, -4},
+                                               {2.4999, 2}, {2.5001, 3}, {0.5, 0},   {7, 7}};
+    for (const auto& [x, rounded] : cases) {
+        EXPECT_EQ(RoundHalfEven(x), rounded) << x;
+    }
 }
 
 TEST(CurrencyValue, FourDecimalsTiesToEven) {
@@ -130,13 +127,14 @@ TEST(CurrencyValue, FourDecimalsTiesToEven) {
 }
 
 TEST(ScheduleDates, ReadTheStoredForms) {
-    EXPECT_EQ(ParseDateText("7/1/2026"), (Date{2026, 7, 1}));
-    EXPECT_EQ(ParseDateText("07/01/2026"), (Date{2026, 7, 1}));
-    EXPECT_EQ(ParseDateText("7/01/2026 "), (Date{2026, 7, 1})); // padded slot
-    EXPECT_EQ(ParseDateText("2026-07-01"), (Date{2026, 7, 1}));
-    EXPECT_EQ(ParseDateText("12/31/99"), (Date{1999, 12, 31}));
-    EXPECT_EQ(ParseDateText("1/5/05"), (Date{2005, 1, 5}));
-    EXPECT_EQ(ParseDateText("2/29/2024"), (Date{2024, 2, 29}));
+    // Short and padded forms, ISO, two-digit years and a leap day.
+    const std::pair<const char*, Date> good[] = {
+        {"7/1/2026", {2026, 7, 1}},   {"07/01/2026", {2026, 7, 1}}, {"7/01/2026 ", {2026, 7, 1}},
+        {"2026-07-01", {2026, 7, 1}}, {"12/31/99", {1999, 12, 31}}, {"1/5/05", {2005, 1, 5}},
+        {"2/29/2024", {2024, 2, 29}}};
+    for (const auto& [text, date] : good) {
+        EXPECT_EQ(ParseDateText(text), date) << text;
+    }
     for (const char* bad : {"", "          ", "2/29/2023", "13/1/2026", "0/1/2026", "1/32/2026",
                             "7/1", "7/1/2026/1", "7-1-2026", "a/b/c", "7/1/226", "2026-7"}) {
         EXPECT_FALSE(ParseDateText(bad)) << bad;
