@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 using namespace loan;
 
@@ -83,10 +84,8 @@ TEST_F(MortgageTest, ReCalcLevelPaymentLoan) {
 
 TEST_F(MortgageTest, GettersReadTheCurrentPeriodWithinTheSchedule) {
     mtg.SetCurrentPeriod(5);
-    const auto& row5 = [&] {
-        mtg.GetPeriods();
-        return mtg.Schedule()[4];
-    }();
+    ASSERT_EQ(mtg.GetPeriods(), 360); // works the schedule out
+    const MortgagePeriod row5 = mtg.Schedule()[4];
     EXPECT_EQ(mtg.GetPeriod(), 5);
     EXPECT_EQ(mtg.GetPV(), row5.BeginBalance);
     EXPECT_EQ(mtg.GetPMT(), row5.Pmt);
@@ -257,25 +256,14 @@ protected:
         std::string error;
         ASSERT_TRUE(db::CreateDatabaseFile(file, error)) << error;
         connection.Open(file);
-        // The Mortgage table as the shipped template builds it, plus the old
+        // The tables as the shipped template builds them, plus the old
         // Balloon column that LoadRS still reads.
         startup::RunSettings settings;
         db::SchemaLists lists;
+        util::UiServices ui;
         ASSERT_TRUE(db::LoadTemplateFile(
             settings, lists, std::string(OSTRAND_SOURCE_DIR) + "/data/Ketrova.ddf", db::ActionAdd));
-        bool first = true;
-        for (const db::Field& f : lists.Template) {
-            if (f.TableName != "Mortgage") {
-                continue;
-            }
-            if (first) {
-                db::CreateTable(connection, "Mortgage", f.FieldName, f.DataType, f.Size);
-                first = false;
-            } else {
-                db::AddColumn(connection, "Mortgage", f.FieldName, f.DataType, f.Size);
-            }
-        }
-        ASSERT_FALSE(first);
+        ASSERT_TRUE(db::AddFields(settings, connection, lists, ui));
         db::AddColumn(connection, "Mortgage", "Balloon", db::adInteger, 0);
     }
 
@@ -313,21 +301,17 @@ TEST_F(MortgageDbTest, SaveAndLoadKeepEveryTerm) {
 
     clsMortgage loaded(clock);
     ASSERT_TRUE(loaded.LoadMtg(connection, 42)) << loaded.LastError();
-    EXPECT_EQ(loaded.Description(), "Elm Street");
-    EXPECT_EQ(loaded.OrigPV(), 250000);
-    EXPECT_EQ(loaded.OrigRate(), 0.0625);
-    EXPECT_EQ(loaded.FirstDue(), "3/1/2025");
-    EXPECT_TRUE(loaded.Balloon());
-    EXPECT_EQ(loaded.BalloonPer(), 84);
-    EXPECT_TRUE(loaded.PPM());
-    EXPECT_TRUE(loaded.ARM());
-    EXPECT_EQ(loaded.ARMLockedPer(), 60);
-    EXPECT_EQ(loaded.CurrentPeriod(), 3);
-    EXPECT_EQ(loaded.GetXPRI(2), 500);
-    EXPECT_EQ(loaded.XPriAll(), 25);
-    EXPECT_EQ(loaded.XRateText(), mtg.XRateText());
-    EXPECT_EQ(loaded.GetPMT(), mtg.GetPMT());
-    EXPECT_EQ(loaded.BalloonPmt(), mtg.BalloonPmt());
+    // Every term, and the figures worked out from them, as saved (braces:
+    // in order, so the payment is worked out before the balloon is read).
+    auto terms = [](clsMortgage& m) {
+        return std::tuple{m.Description(), m.OrigPV(),        m.OrigPer(),   m.OrigRate(),
+                          m.FirstDue(),    m.IntOnly(),       m.Balloon(),   m.BalloonPer(),
+                          m.PPM(),         m.PPMPer(),        m.PPMPct(),    m.PPMTrigger(),
+                          m.ARM(),         m.ARMLockedPer(),  m.ARMAdjPer(), m.ARMLifeCap(),
+                          m.ARMPerCap(),   m.CurrentPeriod(), m.XPriText(),  m.XPriAll(),
+                          m.XRateText(),   m.GetPMT(),        m.BalloonPmt()};
+    };
+    EXPECT_EQ(terms(loaded), terms(mtg));
 
     // Saving again updates the row instead of adding one.
     loaded.SetDescription("Elm Street 2");
