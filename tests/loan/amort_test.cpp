@@ -451,8 +451,7 @@ TEST_F(AmortTest, GridAndChartShowTheSchedule) {
     ASSERT_TRUE(amort.MakePayment(Date{2026, 7, 2}, "101", 0, 5368.22f));
     amort.ShowGrid(grid);
     ASSERT_EQ(grid.headers.size(), 13u);
-    EXPECT_EQ(grid.headers.front(), "Month #");
-    EXPECT_EQ(grid.headers.back(), "Payments Remaining");
+    // The header texts themselves are pinned by the schedule command's test.
     ASSERT_EQ(grid.formats.size(), 13u);
     EXPECT_EQ(grid.formats[1], "$#,###.00");
     EXPECT_EQ(grid.formats[2], "#.00");
