@@ -166,15 +166,14 @@ void frmWizOptions::Restore() {
 }
 
 void frmWizOptions::Finish_Success() {
-    lblFinish_->setText("The database compression was successful.\n\n" + BackupAdvice());
+    lblFinish_->setText(SuccessPageText("The database compression was successful.", ""));
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "Compression complete");
     ShowPage(PageFinish);
 }
 
 void frmWizOptions::Finish_Failure() {
-    lblFinish_->setText(
-        FailureText("Database compression failure.", startup::RunLogFolder(settings_)));
+    lblFinish_->setText(FailurePageText("Database compression failure.", settings_, ""));
     // The finishing face that closes: this wizard starts nothing afterwards.
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "Compression failed");

@@ -93,14 +93,14 @@ void frmWizUpgrade::RUNUPGRADE_2() {
 }
 
 void frmWizUpgrade::Finish_Success() {
-    lblFinish_->setText("The Ketrova database upgrade was successful.\n\n" + BackupAdvice());
+    lblFinish_->setText(SuccessPageText("The Ketrova database upgrade was successful.", ""));
     ResetAll(false, true, false, FaceSuccess);
     SetPageHeading(PageRun, "The database is up to date");
     ShowPage(PageRun);
 }
 
 void frmWizUpgrade::Finish_Failure() {
-    lblFinish_->setText(FailureText("Database upgrade failure.", startup::RunLogFolder(settings_)));
+    lblFinish_->setText(FailurePageText("Database upgrade failure.", settings_, ""));
     ResetAll(false, true, false, FaceFailure);
     SetPageHeading(PageRun, "The database could not be upgraded");
     ShowPage(PageRun);

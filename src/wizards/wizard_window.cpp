@@ -62,6 +62,25 @@ QString BackupAdvice() {
            "more information about database backups.";
 }
 
+QString SafetyCopyNote(const std::string& safetyCopy) {
+    return safetyCopy.empty() ? QString()
+                              : "\n\nSafety copy: " + QString::fromStdString(safetyCopy);
+}
+
+QString SuccessPageText(const QString& firstSentence, const std::string& safetyCopy) {
+    return firstSentence + "\n\n" + BackupAdvice() + SafetyCopyNote(safetyCopy);
+}
+
+QString FailurePageText(const QString& firstSentence, const startup::RunSettings& settings,
+                        const std::string& safetyCopy) {
+    QString text = FailureText(firstSentence, startup::RunLogFolder(settings));
+    const std::string cause = startup::LastErrorLine(startup::RunLogPath(settings));
+    if (!cause.empty()) {
+        text += "\n\nCause: " + QString::fromStdString(cause);
+    }
+    return text + SafetyCopyNote(safetyCopy);
+}
+
 std::string HelpPage(const std::string& appPath, const std::string& topic) {
     const std::string page = "help/" + topic + ".html";
     if (util::FileExists(appPath + page)) {
@@ -305,6 +324,8 @@ QLabel* WizardWindow::AddText(int index, const QString& text, const QString& obj
     auto* label = new QLabel(text, Page(index));
     label->setWordWrap(true);
     label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    // Paths and error texts on a page are for copying into a mail to support.
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     if (!objectName.isEmpty()) {
         label->setObjectName(objectName);
     }

@@ -37,6 +37,20 @@ QString FailureText(const QString& firstSentence, const std::string& logFolder);
 // The closing sentences of every success page.
 QString BackupAdvice();
 
+// The line that tells where the copy of the database taken before the
+// operation lies; "" when none was taken.
+QString SafetyCopyNote(const std::string& safetyCopy);
+
+// A success page: the first sentence, the backup advice, and where the
+// safety copy lies.
+QString SuccessPageText(const QString& firstSentence, const std::string& safetyCopy);
+
+// A failure page: FailureText, then the cause (the last error line of the run
+// log just closed, so that the user need not open it to learn what went
+// wrong), and where the safety copy lies.
+QString FailurePageText(const QString& firstSentence, const startup::RunSettings& settings,
+                        const std::string& safetyCopy);
+
 // The help page of a window's topic: in the program folder's "help" folder,
 // else beside the executable, where the build and a plain install put it (a
 // program folder set by KETROVA_HOME may hold only the suite's data).

@@ -215,6 +215,22 @@ TEST(FailureText, NamesTheLogAndTheProgramFolderExactly) {
         text.contains(QString(" Please contact ") + wizards::kSupportContact + " for assistance"));
     EXPECT_TRUE(text.endsWith(
         "view the log file called Ostrand.log located in the /opt/ketrova/ directory."));
+
+    // The outcome pages add the cause, the log's last error, and the safety copy.
+    testsupport::TempDir home;
+    startup::RunSettings settings;
+    settings.AppPath = home.str();
+    const QString failed = wizards::FailureText("Failed.", settings.AppPath);
+    const QString advice = wizards::BackupAdvice();
+    testsupport::WriteFile(home / "Ostrand.log", "{-} Step\r\n");
+    EXPECT_EQ(wizards::FailurePageText("Failed.", settings, ""), failed);
+    testsupport::WriteFile(home / "Ostrand.log",
+                           "{*} first\r\n{-} Step\r\n{*} Error 5 disk full\r\n{ } detail\r\n");
+    EXPECT_EQ(wizards::FailurePageText("Failed.", settings, "/db/SafetyCopies/K.mdb"),
+              failed + "\n\nCause: Error 5 disk full\n\nSafety copy: /db/SafetyCopies/K.mdb");
+    EXPECT_EQ(wizards::SuccessPageText("Done.", "/db/SafetyCopies/K.mdb"),
+              "Done.\n\n" + advice + "\n\nSafety copy: /db/SafetyCopies/K.mdb");
+    EXPECT_EQ(wizards::SuccessPageText("Done.", ""), "Done.\n\n" + advice);
 }
 
 TEST(BarProgress, ShowsRoundedValuesWithinTheBarAndTheStatusText) {

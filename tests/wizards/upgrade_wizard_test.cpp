@@ -94,7 +94,9 @@ TEST_F(UpgradeWizardTest, AFailedUpgradeNamesTheProgramFolderAndFinishStartsNoth
     EXPECT_EQ(w.Tag(W::ActionButton), "FAILED");
     EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Finish");
     EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
-              wizards::FailureText("Database upgrade failure.", settings.AppPath));
+              wizards::FailureText("Database upgrade failure.", settings.AppPath) +
+                  "\n\nCause: Database template file not found: " +
+                  QString::fromStdString(settings.AppPath) + "Ketrova.ddf");
     EXPECT_TRUE(
         Text<QLabel>(w, "lblFinish")
             .contains(QString::fromStdString(" in the " + settings.AppPath + " directory.")));
