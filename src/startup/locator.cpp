@@ -1,9 +1,11 @@
 #include "startup/locator.h"
+#include "platform/disk.h"
 #include "platform/user_settings.h"
 #include "startup/registry.h"
 #include "util/paths.h"
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 
@@ -65,6 +67,7 @@ LocateFindings FindDatabase(RunSettings& settings) {
         f.version = ReadDBVersion(settings);
     }
 
+    f.newer = f.exists && f.version > CurrentDBVersion;
     if (!f.exists) {
         f.status = DBMissing;
     } else if (f.version >= CurrentDBVersion) {
@@ -114,15 +117,41 @@ int16_t ReadDBVersion(const RunSettings& settings) {
     return ParseVersion(content);
 }
 
-bool WriteVersionFile(const std::string& folder) {
+bool WriteVersionFile(const std::string& folder, int16_t version) {
     const std::string name = util::AddBackslash(folder) + "Version";
-    std::ofstream out(name, std::ios::binary | std::ios::trunc);
-    if (!out) {
+    const std::string temp = name + ".new";
+    {
+        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+        if (!out) {
+            return false;
+        }
+        out << version << "\r\n";
+        out.close();
+        if (out.fail()) {
+            std::remove(temp.c_str());
+            return false;
+        }
+    }
+    std::string error;
+    if (!platform::FlushToDisk(temp, error) || !platform::ReplaceFile(temp, name, error)) {
+        std::remove(temp.c_str());
         return false;
     }
-    out << CurrentDBVersion << "\r\n";
-    out.close();
-    return !out.fail();
+    return true;
+}
+
+std::string NewerDatabaseText(const std::string& dbFile, int16_t version) {
+    return "The database " + dbFile + " is version " + std::to_string(version) +
+           ", newer than version " + std::to_string(CurrentDBVersion) +
+           ", the newest this program knows. It is left as it is: use the Ostrand that came "
+           "with the newer Ketrova.";
+}
+
+std::string NewerDatabaseRefusal(const RunSettings& settings) {
+    const int16_t version = ReadDBVersion(settings);
+    return version > CurrentDBVersion && util::FileExists(settings.DBFile)
+               ? NewerDatabaseText(settings.DBFile, version)
+               : "";
 }
 
 } // namespace startup

@@ -17,6 +17,9 @@ struct LocateFindings {
     bool exists = false; // DBFile exists
     int16_t version = 0; // the version file's number, 0 when there is none
     DBStatus status = DBMissing;
+    // The database was made by a newer program than this one. It still counts
+    // as current, but nothing here may change its structure.
+    bool newer = false;
 };
 
 // Fills DBPath and DBFile from settings.RegistryFile (and, for the "Default"
@@ -34,8 +37,19 @@ DBStatus LocateDatabase(RunSettings& settings, int16_t logFileNo);
 // registry value ends in one); 0 when the file is missing or unreadable.
 int16_t ReadDBVersion(const RunSettings& settings);
 
-// Writes "Version" holding CurrentDBVersion into the folder (a separator is
-// added when missing), replacing any older file. True on success.
-bool WriteVersionFile(const std::string& folder);
+// Writes "Version" holding `version` into the folder (a separator is added
+// when missing), replacing any older file. Written beside and renamed, so
+// that a crash leaves the old file or the new one: an empty file would read
+// as version 0 and send a current database through the oldest conversions.
+// True on success.
+bool WriteVersionFile(const std::string& folder, int16_t version = CurrentDBVersion);
+
+// What every operation that would change a newer database's structure says
+// instead, naming both versions.
+std::string NewerDatabaseText(const std::string& dbFile, int16_t version);
+
+// NewerDatabaseText for the database of the run settings when its version
+// file says it is newer than this program; "" when it is not.
+std::string NewerDatabaseRefusal(const RunSettings& settings);
 
 } // namespace startup

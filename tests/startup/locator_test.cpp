@@ -46,18 +46,19 @@ TEST(Locator, StatusFollowsTheFileAndItsVersion) {
         bool database;
         const char* version; // "" = no version file
         DBStatus status;
+        bool newer = false; // told apart from a current one all the same
     };
     const Case cases[] = {
         {"nothing registered", false, false, "", DBMissing},
-        {"folder without a database", true, false, "9\r\n", DBMissing},
+        {"folder without a database", true, false, "10\r\n", DBMissing},
         {"no version file reads as 0", true, true, "", DBNeedsUpgrade},
         {"older version", true, true, "8\r\n", DBNeedsUpgrade},
         {"current version", true, true, "9\r\n", DBCurrent},
-        {"newer version", true, true, "10\r\n", DBCurrent},
+        {"newer version", true, true, "10\r\n", DBCurrent, true},
         {"negative version", true, true, "-3\r\n", DBNeedsUpgrade},
         {"unreadable number", true, true, "nine\r\n", DBNeedsUpgrade},
         {"number beyond 16 bits", true, true, "70000\r\n", DBNeedsUpgrade},
-        {"blanks before the number", true, true, "  12  \r\n", DBCurrent},
+        {"blanks before the number", true, true, "  12  \r\n", DBCurrent, true},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -71,6 +72,8 @@ TEST(Locator, StatusFollowsTheFileAndItsVersion) {
             WriteFile(m.dir / "data/Version", c.version);
         }
         EXPECT_EQ(LocateDatabase(m.s, 0), c.status);
+        EXPECT_EQ(FindDatabase(m.s).newer, c.newer);
+        EXPECT_EQ(NewerDatabaseRefusal(m.s).empty(), !c.newer);
         if (c.registered) {
             EXPECT_EQ(m.s.DBPath, m.Data());
             EXPECT_EQ(m.s.DBFile, m.Data() + "Ketrova.mdb");
@@ -167,10 +170,16 @@ TEST(VersionFile, WritesNineWithCrLfAddingTheSeparator) {
     ASSERT_TRUE(WriteVersionFile(dir.str()));
     EXPECT_EQ(ReadFile(dir / "Version"), "9\r\n");
     EXPECT_FALSE(WriteVersionFile((dir / "missing/folder").string()));
+    ASSERT_TRUE(WriteVersionFile(dir.str(), 4)); // a copy's own version, put back
+    EXPECT_EQ(ReadFile(dir / "Version"), "4\r\n");
+    EXPECT_FALSE(std::filesystem::exists(dir / "Version.new"));
+    EXPECT_EQ(NewerDatabaseText("/d/Ketrova.mdb", 12)
+                  .rfind("The database /d/Ketrova.mdb is version 12, newer than version 9,", 0),
+              0u);
 
     RunSettings s;
     s.DBPath = dir.str();
-    EXPECT_EQ(ReadDBVersion(s), 9);
+    EXPECT_EQ(ReadDBVersion(s), 4);
     s.DBPath = "";
     EXPECT_EQ(ReadDBVersion(s), 0);
 }
