@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -23,6 +24,28 @@ std::string Pad2(int n) {
 std::string Timestamp(const platform::LocalDateTime& t) {
     return std::to_string(t.year) + "-" + Pad2(t.month) + "-" + Pad2(t.day) + " " + Pad2(t.hour) +
            ":" + Pad2(t.minute) + ":" + Pad2(t.second);
+}
+
+std::string VersionChangeText(const VersionChange& v) {
+    switch (v.kind) {
+    case VersionChange::Kind::Write:
+        return std::to_string(v.number);
+    case VersionChange::Kind::Remove:
+        return "none";
+    case VersionChange::Kind::Keep:
+        break;
+    }
+    return "keep";
+}
+
+VersionChange ParseVersionChange(const std::string& text) {
+    if (text == "none") {
+        return {VersionChange::Kind::Remove, 0};
+    }
+    if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+        return {VersionChange::Kind::Write, static_cast<int16_t>(std::atoi(text.c_str()))};
+    }
+    return {};
 }
 
 std::optional<Marker> ReadMarker(const std::string& dbFile) {
@@ -52,6 +75,10 @@ std::optional<Marker> ReadMarker(const std::string& dbFile) {
             m.databaseTouched = value == "yes";
         } else if (key == "leftover") {
             m.leftovers.push_back(value);
+        } else if (key == "replacement") {
+            m.replacement = value;
+        } else if (key == "version-after") {
+            m.versionAfter = ParseVersionChange(value);
         }
     }
     // A marker cut short by a crash while it was written still says that
@@ -119,6 +146,33 @@ bool OperationGuard::Begin(std::string& error) {
     return true;
 }
 
+bool OperationGuard::Adopt(Marker& interrupted, std::string& error) {
+    if (!lock_.TryLock(LockPathFor(dbFile_), error)) {
+        if (error.empty()) {
+            error = Busy(dbFile_);
+        }
+        return false;
+    }
+    const std::optional<Marker> old = ReadMarker(dbFile_);
+    if (!old) {
+        error = "No operation on " + dbFile_ + " was interrupted.";
+        lock_.Unlock();
+        return false;
+    }
+    interrupted = *old;
+    Marker adopted = *old;
+    adopted.operation = marker_.operation;
+    adopted.pid = marker_.pid;
+    adopted.started = marker_.started;
+    marker_ = adopted;
+    if (!Write()) {
+        error = "The marker of this run cannot be written beside " + dbFile_ + ".";
+        lock_.Unlock(); // the interrupted run's marker stays as it was
+        return false;
+    }
+    return true;
+}
+
 bool OperationGuard::SetSafetyCopy(const std::string& path) {
     marker_.safetyCopy = path;
     return Write();
@@ -136,6 +190,12 @@ bool OperationGuard::AddLeftover(const std::string& path) {
 
 bool OperationGuard::RemoveLeftover(const std::string& path) {
     std::erase(marker_.leftovers, path);
+    return Write();
+}
+
+bool OperationGuard::SetReplacement(const std::string& path, const VersionChange& version) {
+    marker_.replacement = path;
+    marker_.versionAfter = version;
     return Write();
 }
 
@@ -163,6 +223,10 @@ bool OperationGuard::Write() {
          << "database-touched=" << (marker_.databaseTouched ? "yes" : "no") << "\n";
     for (const auto& l : marker_.leftovers) {
         text << "leftover=" << l << "\n";
+    }
+    if (!marker_.replacement.empty()) {
+        text << "replacement=" << marker_.replacement << "\n"
+             << "version-after=" << VersionChangeText(marker_.versionAfter) << "\n";
     }
     // Written beside and renamed, so that a crash leaves the old marker or
     // the new one, never half of one.
@@ -195,30 +259,6 @@ std::optional<Marker> FindInterrupted(const std::string& dbFile) {
 std::string DescribeInterrupted(const Marker& m) {
     return "The " + m.operation + " of " + m.database + " started on " + m.started + " (process " +
            std::to_string(m.pid) + ") was interrupted.";
-}
-
-bool ClearInterrupted(const std::string& dbFile, std::string& error) {
-    platform::FileLock lock;
-    if (!lock.TryLock(LockPathFor(dbFile), error)) {
-        if (error.empty()) {
-            error = Busy(dbFile);
-        }
-        return false;
-    }
-    if (const std::optional<Marker> m = ReadMarker(dbFile)) {
-        for (const auto& leftover : m->leftovers) {
-            std::error_code ec;
-            fs::remove(leftover, ec);
-        }
-    }
-    std::error_code ec;
-    fs::remove(MarkerPathFor(dbFile) + ".new", ec);
-    fs::remove(MarkerPathFor(dbFile), ec);
-    if (ec) {
-        error = ec.message() + ": " + MarkerPathFor(dbFile);
-        return false;
-    }
-    return platform::FlushFolder(util::ParentFolder(dbFile), error);
 }
 
 std::string DescribeOtherHolders(const std::string& dbFile) {

@@ -13,12 +13,21 @@
 #include "platform/clock.h"
 #include "platform/file_lock.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace safety {
+
+// What an operation does to the "Version" file of the database's folder
+// once its replacement of the database is in place.
+struct VersionChange {
+    enum class Kind { Keep, Write, Remove };
+    Kind kind = Kind::Keep;
+    int16_t number = 0; // the version a written file says
+};
 
 struct Marker {
     std::string operation; // "upgrade", "compact", "restore", ...
@@ -30,6 +39,12 @@ struct Marker {
     // from the moment the database file itself may change.
     bool databaseTouched = false;
     std::vector<std::string> leftovers; // files of the run's own making
+    // A checked file about to be renamed over the database, and what then
+    // becomes of the version file. The rename is one step: while the file is
+    // still there the database is the old one, once it is gone the new one
+    // is in place and only the version file may be behind.
+    std::string replacement;
+    VersionChange versionAfter;
 };
 
 std::string LockPathFor(const std::string& dbFile);
@@ -47,6 +62,14 @@ public:
     // been recovered; `error` tells the user which.
     bool Begin(std::string& error);
 
+    // Takes the lock over the marker of a run that was cut off and makes it
+    // this run's: what it said of the database (its safety copy, whether the
+    // database may have been touched, a replacement under way) and the files
+    // it left stay in the marker until this run has dealt with them.
+    // `interrupted` receives it as it was. False while that run still goes
+    // on, and when there is no marker.
+    bool Adopt(Marker& interrupted, std::string& error);
+
     // Each rewrites the marker at once, so that it is true at every instant.
     // False when it could not be written (a full disk): the operation must
     // then not take the step the marker was to announce.
@@ -54,6 +77,7 @@ public:
     bool SetDatabaseTouched(bool touched);
     bool AddLeftover(const std::string& path);
     bool RemoveLeftover(const std::string& path);
+    bool SetReplacement(const std::string& path, const VersionChange& version);
 
     // Removes the marker and lets go of the lock.
     void End();
@@ -75,10 +99,6 @@ std::optional<Marker> FindInterrupted(const std::string& dbFile);
 // What the user is told of it: "The upgrade of /data/Ketrova.mdb started on
 // 2026-11-23 19:02:12 (process 4242) was interrupted."
 std::string DescribeInterrupted(const Marker& marker);
-
-// After an interrupted run has been dealt with: removes the files it made
-// and its marker, under the lock. False with `error` when the lock is held.
-bool ClearInterrupted(const std::string& dbFile, std::string& error);
 
 // Other processes holding the database (or its journal) open, as a sentence
 // for a refusal; "" when there are none. Replacing a file under another

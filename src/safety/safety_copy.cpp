@@ -155,15 +155,7 @@ bool PrepareFolder(const std::string& folder, uint64_t needed, const SpaceQuery&
         error = "The safety-copy folder " + folder + " cannot be made: " + ec.message();
         return false;
     }
-    const platform::VolumeSpace volume = space(folder);
-    if (volume.ok && volume.freeBytes < needed + kHeadroom) {
-        error = "There is not enough free space for a safety copy in " + folder + ": " +
-                util::Format(static_cast<double>(needed + kHeadroom), "#,###") +
-                " bytes are needed and " +
-                util::Format(static_cast<double>(volume.freeBytes), "#,###") + " are free.";
-        return false;
-    }
-    return true;
+    return EnoughRoom(folder, needed, space, error);
 }
 
 uint64_t SizeOf(const std::string& path) {
@@ -241,6 +233,20 @@ bool CopyUnderReadLock(sqlite3* source, const std::string& sourcePath,
 }
 
 } // namespace
+
+bool EnoughRoom(const std::string& folder, uint64_t bytes, const SpaceQuery& space,
+                std::string& error) {
+    const platform::VolumeSpace volume = space(folder);
+    if (volume.ok && volume.freeBytes < bytes + kHeadroom) {
+        error = "There is not enough free space in " + folder + ": " +
+                util::Format(static_cast<double>(bytes + kHeadroom), "#,###") +
+                " bytes are needed and " +
+                util::Format(static_cast<double>(volume.freeBytes), "#,###") +
+                " are free. Nothing was changed.";
+        return false;
+    }
+    return true;
+}
 
 std::string SafetyFolderFor(const std::string& file) {
     return util::ParentFolder(file) + kFolderName + "/";
@@ -342,6 +348,51 @@ bool KeepAside(const std::string& file, std::string_view operation, const platfo
     }
     const auto [stem, ext] = StemAndExtension(file);
     return Describe(folder, name, stem, ext, kept);
+}
+
+bool KeepDatabaseAside(const std::string& dbFile, std::string_view operation,
+                       const platform::Clock& clock, SafetyCopy& kept, std::string& error,
+                       const SpaceQuery& space) {
+    const std::string folder = SafetyFolderFor(dbFile);
+    const std::string versionFile = util::ParentFolder(dbFile) + "Version";
+    if (!PrepareFolder(folder, SizeOf(versionFile), space, error)) {
+        return false;
+    }
+    const std::string name = NewName(folder, dbFile, operation, clock);
+    const std::string path = folder + name;
+    std::string linkError;
+    if (!platform::HardLink(dbFile, path, linkError)) {
+        if (!PrepareFolder(folder, SizeOf(dbFile) + SizeOf(versionFile), space, error) ||
+            !CopyDatabase(dbFile, path + ".partial", error) ||
+            !platform::ReplaceFile(path + ".partial", path, error)) {
+            return Discard(path + ".partial");
+        }
+    }
+    const auto [stem, ext] = StemAndExtension(dbFile);
+    if (util::FileExists(versionFile) &&
+        !platform::CopyFileDurably(versionFile, folder + VersionNameOf(name, ext), error)) {
+        return Discard(path); // a name or a copy of this call's own making
+    }
+    return Describe(folder, name, stem, ext, kept);
+}
+
+void DropCopyStillLinkedTo(const std::string& copyPath, const std::string& dbFile) {
+    std::error_code ec;
+    if (copyPath.empty() || !fs::equivalent(copyPath, dbFile, ec)) {
+        return;
+    }
+    SafetyCopy copy;
+    if (DescribeSafetyCopy(dbFile, copyPath, copy) && !copy.versionPath.empty()) {
+        fs::remove(copy.versionPath, ec);
+    }
+    fs::remove(copyPath, ec); // a name only: the database keeps its own
+}
+
+bool DescribeSafetyCopy(const std::string& file, const std::string& copyPath, SafetyCopy& copy) {
+    const std::string folder = SafetyFolderFor(file);
+    const auto [stem, ext] = StemAndExtension(file);
+    return copyPath.starts_with(folder) &&
+           Describe(folder, copyPath.substr(folder.size()), stem, ext, copy);
 }
 
 std::vector<SafetyCopy> ListSafetyCopies(const std::string& file) {

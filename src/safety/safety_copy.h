@@ -41,6 +41,11 @@ std::string SafetyFolderFor(const std::string& file);
 // The free-space query; tests replace it to play a full disk.
 using SpaceQuery = std::function<platform::VolumeSpace(const std::string&)>;
 
+// Whether the volume of `folder` has room for `bytes` more and a margin for
+// the log and journals; when not, `error` names the space needed.
+bool EnoughRoom(const std::string& folder, uint64_t bytes, const SpaceQuery& space,
+                std::string& error);
+
 // Makes a consistent copy of the database `dbFile` with the engine's online
 // backup (under its lock, so a writer elsewhere cannot tear it), checks the
 // copy, and keeps the "Version" file of the database's folder beside it.
@@ -60,12 +65,32 @@ bool KeepAside(const std::string& file, std::string_view operation, const platfo
                SafetyCopy& kept, std::string& error,
                const SpaceQuery& space = platform::QueryVolume);
 
+// Keeps the database `dbFile` as it is now, before an operation replaces it by
+// renaming a new file over it: a second name for the file where the file
+// system allows it (it costs no room, and the file is never written into
+// again once the new one is in its place), else a copy made with the
+// engine's backup; the version file is kept beside it. The caller holds the
+// database still (DatabaseHold) from before this until the rename, so that
+// what is kept is what is replaced.
+bool KeepDatabaseAside(const std::string& dbFile, std::string_view operation,
+                       const platform::Clock& clock, SafetyCopy& kept, std::string& error,
+                       const SpaceQuery& space = platform::QueryVolume);
+
+// Removes a copy made by KeepDatabaseAside, with its version file, while it
+// is still a second name of `dbFile`: the operation stopped before replacing
+// the database, so it is no copy, and it would change with the database.
+void DropCopyStillLinkedTo(const std::string& copyPath, const std::string& dbFile);
+
 // Writes a consistent copy of the database `source` to `destination` (which
 // must not exist) with the engine's online backup and forces it to the disk.
 // A failed copy leaves no destination. `raw` says the source was no database
 // the engine could read and was copied byte for byte.
 bool CopyDatabase(const std::string& source, const std::string& destination, std::string& error,
                   bool* raw = nullptr);
+
+// What a safety copy's path tells of it (name, time, operation, size,
+// version file); false for a path that is no safety copy of `file`.
+bool DescribeSafetyCopy(const std::string& file, const std::string& copyPath, SafetyCopy& copy);
 
 // The safety copies of the file `file` (a database or any other kept file),
 // newest first.

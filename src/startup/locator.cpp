@@ -103,7 +103,10 @@ int16_t ReadDBVersion(const RunSettings& settings) {
     if (settings.DBPath.empty()) {
         return 0; // no folder: never look in whatever the current folder is
     }
-    const std::string name = settings.DBPath + "Version";
+    return ReadVersionFile(settings.DBPath + "Version");
+}
+
+int16_t ReadVersionFile(const std::string& name) {
     if (!util::FileExists(name)) {
         return 0;
     }

@@ -37,6 +37,10 @@ DBStatus LocateDatabase(RunSettings& settings, int16_t logFileNo);
 // registry value ends in one); 0 when the file is missing or unreadable.
 int16_t ReadDBVersion(const RunSettings& settings);
 
+// The number a version file holds (wherever it lies, a safety copy's
+// included); 0 when the file is missing or unreadable.
+int16_t ReadVersionFile(const std::string& path);
+
 // Writes "Version" holding `version` into the folder (a separator is added
 // when missing), replacing any older file. Written beside and renamed, so
 // that a crash leaves the old file or the new one: an empty file would read

@@ -1,7 +1,6 @@
 #include "safety/safety_copy.h"
 
-#include "db/connection.h"
-#include "support/temp_dir.h"
+#include "safety_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -10,35 +9,11 @@
 namespace {
 
 namespace fs = std::filesystem;
+using safetytest::At;
 using testsupport::ReadFile;
 using testsupport::WriteFile;
 
-platform::FixedClock At(int hour, int minute, int second) {
-    return platform::FixedClock({2026, 11, 23, hour, minute, second});
-}
-
-class SafetyCopyTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        dbFile = (dir / "Ketrova.mdb").string();
-        std::string error;
-        ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
-        db::Connection c;
-        c.Open(dbFile);
-        c.Execute("CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))");
-        c.Execute("INSERT INTO Tenant VALUES (1, 'Ada'), (2, 'Bo')");
-        WriteFile(dir / "Version", "8\r\n");
-    }
-
-    static int64_t Count(const std::string& file, const std::string& table) {
-        db::Connection c;
-        c.Open(file);
-        return c.Scalar("SELECT Count(*) FROM " + table).AsInt();
-    }
-
-    testsupport::TempDir dir;
-    std::string dbFile;
-};
+using SafetyCopyTest = safetytest::SafetyTest;
 
 TEST_F(SafetyCopyTest, CopyHoldsWhatWasCommittedWithTheVersionFileBesideIt) {
     // Another program is half way through a write: its rows are not the

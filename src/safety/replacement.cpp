@@ -1,0 +1,237 @@
+#include "safety/replacement.h"
+
+#include "platform/disk.h"
+#include "startup/locator.h"
+#include "util/paths.h"
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <system_error>
+
+namespace safety {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Pages the checks may keep in memory, in KiB (the engine's negative form):
+// a check of a large database reads every page, and the default cache makes
+// it read many of them more than once.
+constexpr const char* kCheckCache = "PRAGMA cache_size = -65536";
+
+bool Counts(db::Connection& c, std::map<std::string, int64_t>& counts) {
+    std::vector<std::string> tables;
+    db::Recordset rs;
+    rs.Open(c, "SELECT name FROM sqlite_master WHERE type = 'table'");
+    for (; !rs.IsEOF(); rs.MoveNext()) {
+        tables.push_back(rs.Field(0).AsText());
+    }
+    rs.Close();
+    counts.clear();
+    for (const auto& t : tables) {
+        std::string quoted = "\"";
+        for (char ch : t) {
+            quoted += ch == '"' ? std::string("\"\"") : std::string(1, ch);
+        }
+        counts[t] = c.Scalar("SELECT count(*) FROM " + quoted + "\"").AsInt();
+    }
+    return true;
+}
+
+std::string FolderOf(const std::string& file) {
+    return util::ParentFolder(file);
+}
+
+} // namespace
+
+bool DatabaseHold::Begin(const std::string& dbFile, std::string& error) {
+    Release();
+    try {
+        connection_.Open(dbFile);
+        connection_.Execute("BEGIN");
+        // The transaction takes its lock on the first read.
+        connection_.Scalar("SELECT count(*) FROM sqlite_master");
+        return true;
+    } catch (const std::exception& e) {
+        error = e.what();
+        Release();
+        return false;
+    }
+}
+
+void DatabaseHold::Release() noexcept {
+    if (connection_.IsOpen()) {
+        sqlite3_exec(connection_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    connection_.Close();
+}
+
+bool DatabaseHold::CopyTo(const std::string& destination, std::string& error) {
+    std::error_code ec;
+    if (!Held() || fs::exists(destination, ec)) {
+        error = "no copy can be made at " + destination;
+        return false;
+    }
+    sqlite3* to = nullptr;
+    int rc = sqlite3_open_v2(destination.c_str(), &to, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                             nullptr);
+    if (rc == SQLITE_OK) {
+        sqlite3_backup* backup = sqlite3_backup_init(to, "main", connection_.handle(), "main");
+        if (backup) {
+            rc = sqlite3_backup_step(backup, -1);
+            sqlite3_backup_finish(backup);
+        } else {
+            rc = sqlite3_errcode(to);
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        error = std::string(to ? sqlite3_errmsg(to) : sqlite3_errstr(rc)) + ": " + destination;
+    }
+    sqlite3_close_v2(to);
+    if (rc != SQLITE_DONE) {
+        fs::remove(destination, ec); // this call's own half-made copy
+        return false;
+    }
+    return true;
+}
+
+bool DatabaseHold::CountRows(std::map<std::string, int64_t>& counts, std::string& error) {
+    try {
+        return Counts(connection_, counts);
+    } catch (const std::exception& e) {
+        error = e.what();
+        return false;
+    }
+}
+
+bool CountRows(const std::string& file, std::map<std::string, int64_t>& counts,
+               std::string& error) {
+    try {
+        db::Connection c;
+        c.Open(file);
+        c.Execute(kCheckCache);
+        return Counts(c, counts);
+    } catch (const std::exception& e) {
+        error = e.what();
+        return false;
+    }
+}
+
+std::string CheckIntegrity(const std::string& file) {
+    try {
+        db::Connection c;
+        c.Open(file);
+        c.Execute(kCheckCache);
+        std::string found;
+        db::Recordset rs;
+        rs.Open(c, "PRAGMA integrity_check");
+        for (; !rs.IsEOF(); rs.MoveNext()) {
+            const std::string line = rs.Field(0).AsText();
+            if (line != "ok") {
+                found += (found.empty() ? "" : "; ") + line;
+            }
+        }
+        return found;
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+}
+
+bool ReplaceDatabase(OperationGuard& guard, const std::string& replacement,
+                     const std::string& dbFile, const VersionChange& version, bool& replaced,
+                     std::string& error) {
+    replaced = false;
+    // A program that has the file open would go on working in the old one
+    // after the rename, and everything it writes from then on would be lost.
+    if (const std::string holders = DescribeOtherHolders(dbFile); !holders.empty()) {
+        error = holders;
+        return false;
+    }
+    if (util::FileExists(dbFile + "-journal")) {
+        error = "An unfinished write of another program left its journal beside " + dbFile +
+                "; open the database in Ketrova once, then try again.";
+        return false;
+    }
+    if (!guard.SetReplacement(replacement, version)) {
+        error = "The marker of this run cannot be written beside " + dbFile + ".";
+        return false;
+    }
+    if (!platform::ReplaceFile(replacement, dbFile, error)) {
+        guard.SetReplacement("", {});
+        return false;
+    }
+    replaced = true;
+    return ApplyVersionChange(dbFile, version, error);
+}
+
+bool ApplyVersionChange(const std::string& dbFile, const VersionChange& version,
+                        std::string& error) {
+    const std::string versionFile = FolderOf(dbFile) + "Version";
+    switch (version.kind) {
+    case VersionChange::Kind::Write:
+        if (!startup::WriteVersionFile(FolderOf(dbFile), version.number)) {
+            error = "The version file " + versionFile + " cannot be written.";
+            return false;
+        }
+        break;
+    case VersionChange::Kind::Remove: {
+        std::error_code ec;
+        fs::remove(versionFile, ec);
+        if (ec || !platform::FlushFolder(FolderOf(dbFile), error)) {
+            error = "The version file " + versionFile +
+                    " cannot be removed: " + (ec ? ec.message() : error);
+            return false;
+        }
+        break;
+    }
+    case VersionChange::Kind::Keep:
+        break;
+    }
+    return true;
+}
+
+bool InstallCopy(OperationGuard& guard, const std::string& copyPath, const std::string& dbFile,
+                 const VersionChange& version, bool& replaced, std::string& error,
+                 const SpaceQuery& space) {
+    replaced = false;
+    const std::string working = dbFile + ".putting-back";
+    std::error_code ec;
+    if (!EnoughRoom(FolderOf(dbFile), fs::file_size(copyPath, ec), space, error)) {
+        return false;
+    }
+    if (!guard.AddLeftover(working)) {
+        error = "The marker of this run cannot be written beside " + dbFile + ".";
+        return false;
+    }
+    fs::remove(working, ec); // left by an earlier run that was cut off: ours
+    bool raw = false;
+    if (!CopyDatabase(copyPath, working, error, &raw)) {
+        return false;
+    }
+    const std::string problem = raw ? "it is no database" : CheckIntegrity(working);
+    if (!problem.empty()) {
+        fs::remove(working, ec);
+        error = "The copy " + copyPath + " fails the database check (" + problem +
+                "); the database was left as it is.";
+        return false;
+    }
+    if (!ReplaceDatabase(guard, working, dbFile, version, replaced, error)) {
+        // While the marker still names it, its absence would tell a recovery
+        // that the database had been replaced.
+        if (!replaced && guard.marker().replacement != working) {
+            fs::remove(working, ec);
+        }
+        return false;
+    }
+    return true;
+}
+
+VersionChange VersionOfCopy(const SafetyCopy& copy) {
+    if (copy.versionPath.empty()) {
+        return {VersionChange::Kind::Remove, 0};
+    }
+    return {VersionChange::Kind::Write, startup::ReadVersionFile(copy.versionPath)};
+}
+
+} // namespace safety

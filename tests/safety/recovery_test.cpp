@@ -1,0 +1,209 @@
+// Runs cut off at each stage of a replacement, and recovered; and a safety
+// copy put back, or refused with the database left as it was.
+
+#include "safety/put_back.h"
+#include "safety/recovery.h"
+#include "safety/replacement.h"
+
+#include "safety_fixture.h"
+
+#include <filesystem>
+#include <functional>
+
+namespace {
+
+namespace fs = std::filesystem;
+using safety::LeftState;
+using safetytest::At;
+using testsupport::ReadFile;
+using testsupport::WriteFile;
+
+class RecoveryTest : public safetytest::SafetyTest {
+public:
+    // A checked replacement beside the database, one tenant more.
+    std::string Replacement() {
+        const std::string w = dbFile + ".upgrading";
+        safety::DatabaseHold hold;
+        std::string error;
+        EXPECT_TRUE(hold.Begin(dbFile, error) && hold.CopyTo(w, error)) << error;
+        db::Connection c;
+        c.Open(w);
+        c.Execute("INSERT INTO Tenant VALUES (3, 'Cy')");
+        return w;
+    }
+};
+
+TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
+    using Stage = std::function<void(RecoveryTest&, safety::OperationGuard&)>;
+    // The database is held and kept aside by a second name, as the upgrade
+    // and the compaction do; a checked replacement is announced, and renamed
+    // over the database or not yet.
+    const auto replacing = [](bool renamed) -> Stage {
+        return [renamed](RecoveryTest& t, safety::OperationGuard& g) {
+            safety::DatabaseHold hold;
+            safety::SafetyCopy copy;
+            std::string error;
+            const auto clock = At(9, 0, 0);
+            if (hold.Begin(t.dbFile, error) &&
+                safety::KeepDatabaseAside(t.dbFile, "upgrade", clock, copy, error))
+                g.SetSafetyCopy(copy.path);
+            const std::string w = t.Replacement();
+            g.AddLeftover(w);
+            g.SetReplacement(w, {safety::VersionChange::Kind::Write, 9});
+            if (renamed)
+                fs::rename(w, t.dbFile);
+        };
+    };
+    struct Case {
+        const char* what;
+        Stage stage;
+        LeftState state;
+        bool putBack;
+        int64_t tenants;     // in the database after the recovery
+        const char* version; // its version file
+        size_t copies;       // safety copies listed afterwards
+    };
+    const Case cases[] = {
+        {"working copy checked, not yet renamed", replacing(false), LeftState::Untouched, true, 2,
+         "8\r\n", 0},
+        {"renamed, version file not yet written", replacing(true), LeftState::Replaced, true, 3,
+         "9\r\n", 1},
+        {"written into, copy put back",
+         [](RecoveryTest& t, safety::OperationGuard& g) {
+             safety::SafetyCopy copy;
+             std::string error;
+             const auto clock = At(9, 0, 0);
+             safety::MakeSafetyCopy(t.dbFile, "restore", clock, copy, error);
+             g.SetSafetyCopy(copy.path);
+             g.SetDatabaseTouched(true);
+             t.Exec("DELETE FROM Tenant");
+         },
+         LeftState::MayBeTouched, true, 2, "8\r\n", 2},
+        {"written into, kept as it is",
+         [](RecoveryTest& t, safety::OperationGuard& g) {
+             g.SetDatabaseTouched(true);
+             t.Exec("DELETE FROM Tenant");
+         },
+         LeftState::MayBeTouched, false, 0, "8\r\n", 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        Fresh();
+        InChildThatDies([&] {
+            const auto clock = At(9, 0, 0);
+            safety::OperationGuard guard(dbFile, "upgrade", clock);
+            std::string error;
+            if (guard.Begin(error))
+                c.stage(*this, guard);
+            ::_exit(9); // cut off: no destructor runs, the marker stays
+        });
+        const auto found = safety::FindInterruption(dbFile);
+        ASSERT_TRUE(found);
+        EXPECT_EQ(found->state, c.state);
+        EXPECT_EQ(safety::DescribeInterruption(*found).rfind("The upgrade of " + dbFile, 0), 0u);
+        safety::OperationGuard blocked(dbFile, "compact", At(10, 0, 0));
+        std::string error;
+        EXPECT_FALSE(blocked.Begin(error));
+        EXPECT_NE(error.find("was interrupted"), std::string::npos) << error;
+
+        std::string done;
+        ASSERT_TRUE(safety::Recover(dbFile, At(10, 0, 0), c.putBack, done, error)) << error;
+        EXPECT_FALSE(safety::FindInterruption(dbFile));
+        EXPECT_FALSE(fs::exists(dbFile + ".upgrading"));
+        EXPECT_EQ(Count(dbFile), c.tenants) << done;
+        EXPECT_EQ(ReadFile(dir / "Version"), c.version);
+        EXPECT_EQ(safety::ListSafetyCopies(dbFile).size(), c.copies);
+        for (const auto& copy : safety::ListSafetyCopies(dbFile))
+            EXPECT_FALSE(fs::equivalent(copy.path, dbFile)) << copy.path;
+        EXPECT_TRUE(blocked.Begin(error)) << error;
+    }
+}
+
+class PutBackTest : public safetytest::SafetyTest {
+public:
+    // A copy of the two tenants at version 8, then a third tenant at version 9.
+    void SetUp() override {
+        SafetyTest::SetUp();
+        std::string error;
+        const auto clock = At(9, 0, 0);
+        ASSERT_TRUE(safety::MakeSafetyCopy(dbFile, "upgrade", clock, copy, error)) << error;
+        Exec("INSERT INTO Tenant VALUES (3, 'Cy')");
+        WriteFile(dir / "Version", "9\r\n");
+        settings.DBPath = dir.str();
+        settings.DBFile = dbFile;
+        settings.LogFileNo =
+            startup::OpenLogFile(settings.Files, (dir / "Ostrand.log").string(), 1, 0);
+    }
+    bool PutBack(const std::string& name, const safety::SpaceQuery& space = platform::QueryVolume) {
+        const bool ok = safety::PutBackSafetyCopy(settings, name, At(10, 0, 0), kept, error, space);
+        startup::CloseFile(settings.Files, settings.LogFileNo);
+        settings.LogFileNo = 0;
+        return ok;
+    }
+
+    startup::RunSettings settings;
+    safety::SafetyCopy copy, kept;
+    std::string error;
+};
+
+TEST_F(PutBackTest, PutsTheCopyAndItsVersionBackAndKeepsWhatWasThere) {
+    ASSERT_TRUE(PutBack(copy.name)) << error;
+    EXPECT_EQ(Count(dbFile), 2);
+    EXPECT_EQ(ReadFile(dir / "Version"), "8\r\n");
+    EXPECT_EQ(kept.name, "Ketrova-2026-11-23-100000-before-put-back.mdb");
+    EXPECT_EQ(Count(kept.path), 3);
+    EXPECT_EQ(ReadFile(kept.versionPath), "9\r\n");
+    EXPECT_EQ(Count(copy.path), 2) << "the copy itself stays";
+    EXPECT_NE(ReadFile(dir / "Ostrand.log").find("{ } Safety copy: " + kept.path + "\r\n"),
+              std::string::npos);
+    EXPECT_FALSE(safety::FindInterruption(dbFile));
+    EXPECT_FALSE(fs::exists(dbFile + ".putting-back"));
+}
+
+TEST_F(PutBackTest, ARefusedPutBackLeavesTheDatabaseAsItWas) {
+    struct Case {
+        const char* what;
+        std::function<void(PutBackTest&)> prepare;
+        const char* said;
+    };
+    const auto full = [](const std::string&) {
+        return platform::VolumeSpace{true, 4096, 1 << 30, "/"};
+    };
+    const Case cases[] = {
+        {"no such copy", [](PutBackTest& t) { t.copy.name = "Ketrova-other.mdb"; },
+         "There is no safety copy named Ketrova-other.mdb"},
+        {"newer database", [](PutBackTest&) {}, "is version 12, newer than version 9"},
+        {"copy fails its check",
+         [](PutBackTest& t) { WriteFile(t.copy.path, std::string(8192, 'x')); },
+         "fails the database check"},
+        {"no room", [](PutBackTest&) {}, "bytes are needed"},
+        {"another program", [](PutBackTest&) {}, " is open in "},
+        {"another Ostrand", [](PutBackTest&) {}, "Another Ostrand is working on"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        Fresh();
+        c.prepare(*this);
+        const std::string what = c.what;
+        if (what == "newer database")
+            WriteFile(dir / "Version", "12\r\n");
+        const std::string db = ReadFile(dbFile), version = ReadFile(dir / "Version");
+        std::optional<safetytest::HeldOpenElsewhere> other;
+        if (what == "another program")
+            other.emplace(dbFile);
+        safety::OperationGuard busy(dbFile, "compact", At(9, 30, 0));
+        if (what == "another Ostrand") {
+            ASSERT_TRUE(busy.Begin(error));
+        }
+
+        EXPECT_FALSE(what == "no room" ? PutBack(copy.name, full) : PutBack(copy.name));
+        EXPECT_NE(error.find(c.said), std::string::npos) << error;
+        EXPECT_TRUE(ReadFile(dbFile) == db);
+        EXPECT_EQ(ReadFile(dir / "Version"), version);
+        EXPECT_EQ(kept.path, "");
+        EXPECT_EQ(safety::ListSafetyCopies(dbFile).size(), 1u);
+        EXPECT_NE(ReadFile(dir / "Ostrand.log").find("{*} " + error), std::string::npos);
+    }
+}
+
+} // namespace

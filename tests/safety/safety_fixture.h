@@ -1,0 +1,107 @@
+#pragma once
+// A database folder of its own for each test: Ketrova.mdb with two tenants
+// and a version file saying 8, and a way to run part of an operation in a
+// process that then dies as a killed run does.
+
+#include "db/connection.h"
+#include "platform/clock.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <filesystem>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace safetytest {
+
+inline platform::FixedClock At(int hour, int minute, int second) {
+    return platform::FixedClock({2026, 11, 23, hour, minute, second});
+}
+
+class SafetyTest : public ::testing::Test {
+public:
+    void SetUp() override {
+        dbFile = (dir / "Ketrova.mdb").string();
+        std::string error;
+        ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
+        Exec("CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))");
+        Exec("INSERT INTO Tenant VALUES (1, 'Ada'), (2, 'Bo')");
+        testsupport::WriteFile(dir / "Version", "8\r\n");
+    }
+
+    // Starts again from the two tenants, for the next case of a table.
+    void Fresh() {
+        std::filesystem::remove_all(dir.path());
+        std::filesystem::create_directory(dir.path());
+        SetUp();
+    }
+
+    void Exec(const std::string& sql) const {
+        db::Connection c;
+        c.Open(dbFile);
+        c.Execute(sql);
+    }
+    static int64_t Count(const std::string& file, const std::string& table = "Tenant") {
+        db::Connection c;
+        c.Open(file);
+        return c.Scalar("SELECT Count(*) FROM " + table).AsInt();
+    }
+
+    // Runs `body` in a child process, which ends it as a killed run ends:
+    // with _exit, so that no clean-up runs.
+    template <typename Body> static void InChildThatDies(Body body) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            body();
+            ::_exit(9);
+        }
+        ::waitpid(child, nullptr, 0);
+    }
+
+    testsupport::TempDir dir;
+    std::string dbFile;
+};
+
+// Another process that has a file open until this object goes, as a
+// program of the suite working on the database would.
+class HeldOpenElsewhere {
+public:
+    explicit HeldOpenElsewhere(const std::string& file) {
+        int ready[2];
+        if (::pipe(ready) != 0 || ::pipe(release_) != 0) {
+            ADD_FAILURE() << "no pipe";
+            return;
+        }
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            const int fd = ::open(file.c_str(), O_RDWR);
+            char c = fd >= 0 ? 'y' : 'n';
+            (void)!::write(ready[1], &c, 1);
+            (void)!::read(release_[0], &c, 1);
+            ::_exit(0);
+        }
+        char c = 0;
+        EXPECT_EQ(::read(ready[0], &c, 1), 1);
+        EXPECT_EQ(c, 'y');
+        ::close(ready[0]);
+        ::close(ready[1]);
+    }
+    ~HeldOpenElsewhere() {
+        (void)!::write(release_[1], "x", 1);
+        ::waitpid(pid_, nullptr, 0);
+        ::close(release_[0]);
+        ::close(release_[1]);
+    }
+    HeldOpenElsewhere(const HeldOpenElsewhere&) = delete;
+    HeldOpenElsewhere& operator=(const HeldOpenElsewhere&) = delete;
+    pid_t pid() const { return pid_; }
+
+private:
+    int release_[2] = {-1, -1};
+    pid_t pid_ = -1;
+};
+
+} // namespace safetytest
