@@ -3,19 +3,59 @@
 #include "backup/bar.h"
 #include "create/create_db.h"
 #include "maintenance/table_check.h"
+#include "platform/disk.h"
 #include "platform/temp_file.h"
 #include "startup/locator.h"
 #include "upgrade/migrations.h"
+#include "util/paths.h"
 
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace upgrade {
 
+namespace {
+
+namespace fs = std::filesystem;
+
+uint64_t SizeOf(const std::string& file) {
+    std::error_code ec;
+    const uintmax_t n = fs::file_size(file, ec);
+    return ec ? 0 : static_cast<uint64_t>(n);
+}
+
+} // namespace
+
 DatabaseUpgradeSteps::DatabaseUpgradeSteps(startup::RunSettings& settings,
                                            db::Connection& connection, util::UiServices& ui,
-                                           const platform::Clock& clock)
-    : settings_(settings), connection_(connection), ui_(ui), clock_(clock) {}
+                                           const platform::Clock& clock, safety::SpaceQuery space)
+    : settings_(settings), connection_(connection), ui_(ui), clock_(clock),
+      space_(std::move(space)), dbFile_(settings.DBPath + "Ketrova.mdb"),
+      working_(dbFile_ + ".upgrading"), guard_(dbFile_, "upgrade", clock) {}
+
+DatabaseUpgradeSteps::~DatabaseUpgradeSteps() {
+    Finish();
+}
+
+bool DatabaseUpgradeSteps::Refuse(const std::string& error) {
+    startup::Log(settings_, "{*} " + error);
+    return false;
+}
+
+bool DatabaseUpgradeSteps::Claim() {
+    std::string error;
+    if (!guard_.Begin(error)) {
+        return Refuse(error);
+    }
+    // Replacing the file under a program that has it open would lose what it
+    // writes afterwards.
+    if (error = safety::DescribeOtherHolders(dbFile_); !error.empty()) {
+        return Refuse(error);
+    }
+    return true;
+}
 
 int16_t DatabaseUpgradeSteps::ReadVersion() {
     return startup::ReadDBVersion(settings_);
@@ -28,17 +68,60 @@ bool DatabaseUpgradeSteps::LoadTemplate() {
 std::string DatabaseUpgradeSteps::NewArchiveName() {
     // Only the first three characters of the prefix make it into the name.
     std::string name = platform::GetTempFileName("temp.backup");
-    return name.substr(0, name.find('\0'));
+    name = name.substr(0, name.find('\0'));
+    // Ours to remove, also after a run that was cut off.
+    if (!name.empty() && guard_.AddLeftover(name)) {
+        archive_ = name;
+    }
+    return name;
 }
 
 bool DatabaseUpgradeSteps::AddToArchive(const std::string& archive, const std::string& file) {
+    std::string error;
+    if (!safety::EnoughRoom(util::ParentFolder(archive), SizeOf(file), space_, error)) {
+        return Refuse(error);
+    }
     // Database-type entries are the ones a restore-all puts back.
     std::string message;
     return backup::BaR_AddFile(archive, file, backup::TypeDatabase, message);
 }
 
+bool DatabaseUpgradeSteps::MakeWorkingCopy() {
+    std::string error;
+    if (!hold_.Begin(dbFile_, error)) {
+        return Refuse("The database cannot be read: " + error);
+    }
+    if (!safety::EnoughRoom(util::ParentFolder(dbFile_), SizeOf(dbFile_), space_, error) ||
+        !guard_.AddLeftover(working_)) {
+        return Refuse(error.empty() ? "The marker of this run cannot be written." : error);
+    }
+    std::error_code ec;
+    fs::remove(working_, ec); // a cut-off run's, recovered without it: ours
+    if (!hold_.CopyTo(working_, error) ||
+        !safety::KeepDatabaseAside(dbFile_, "upgrade", clock_, kept_, error, space_)) {
+        return Refuse(error);
+    }
+    if (!guard_.SetSafetyCopy(kept_.path)) {
+        return Refuse("The marker of this run cannot be written.");
+    }
+    return true;
+}
+
 bool DatabaseUpgradeSteps::OpenDatabase() {
-    return db::OpenDB(settings_, connection_, "");
+    if (!db::OpenDB(settings_, connection_, working_)) {
+        return false;
+    }
+    // Nothing depends on the working copy until it has been checked and
+    // forced to the disk as a whole, so the conversion waits for no disk
+    // sync. The journal stays: a statement the database refuses half way
+    // must still be undone, or the copy would keep half of it.
+    try {
+        connection_.Execute("PRAGMA synchronous = OFF");
+        connection_.Execute("PRAGMA journal_mode = MEMORY");
+    } catch (const std::exception& e) {
+        return Refuse(std::string("The working copy cannot be set up: ") + e.what());
+    }
+    return true;
 }
 
 bool DatabaseUpgradeSteps::CleanNullFields() {
@@ -110,18 +193,95 @@ void DatabaseUpgradeSteps::CloseDatabase() {
     db::CloseDB(connection_);
 }
 
-bool DatabaseUpgradeSteps::WriteVersionFile(const std::string& folder) {
-    return startup::WriteVersionFile(folder);
+bool DatabaseUpgradeSteps::InstallUpgraded() {
+    const std::string problem = safety::CheckIntegrity(working_);
+    if (!problem.empty()) {
+        return Refuse("The upgraded copy failed its check (" + problem +
+                      "); the database was left as it was.");
+    }
+    std::string error;
+    if (!platform::FlushToDisk(working_, error) ||
+        !safety::ReplaceDatabase(guard_, working_, dbFile_,
+                                 {safety::VersionChange::Kind::Write, startup::CurrentDBVersion},
+                                 replaced_, error)) {
+        return Refuse(error);
+    }
+    hold_.Release();
+    safety::PruneSafetyCopies(dbFile_);
+    return true;
 }
 
-bool DatabaseUpgradeSteps::RestoreArchive(const std::string& archive) {
-    return backup::BaR_RestoreAll(settings_, archive);
+bool DatabaseUpgradeSteps::Restore() {
+    if (!replaced_) {
+        return true; // the database was never changed; Finish removes the copy
+    }
+    // The upgraded database is in place but the run failed after all: the
+    // database as it was goes back with its version file. The copy kept
+    // aside is the very file it was, so a second name of it is all that is
+    // renamed back, and the database is again byte for byte what it was.
+    const std::string back = dbFile_ + ".restoring";
+    std::string error;
+    bool again = false;
+    std::error_code ec;
+    if (!guard_.AddLeftover(back)) {
+        return Refuse("The marker of this run cannot be written.");
+    }
+    fs::remove(back, ec);
+    const bool restored =
+        platform::HardLink(kept_.path, back, error)
+            ? safety::ReplaceDatabase(guard_, back, dbFile_, safety::VersionOfCopy(kept_), again,
+                                      error)
+            : safety::InstallCopy(guard_, kept_.path, dbFile_, safety::VersionOfCopy(kept_), again,
+                                  error, space_);
+    if (!restored) {
+        if (guard_.marker().replacement != back) {
+            fs::remove(back, ec);
+        }
+        return Refuse(error);
+    }
+    return true;
+}
+
+std::string DatabaseUpgradeSteps::Finish() {
+    if (finished_) {
+        return kept_.path;
+    }
+    finished_ = true;
+    db::CloseDB(connection_);
+    std::error_code ec;
+    if (!archive_.empty()) {
+        fs::remove(archive_, ec);
+    }
+    // While the marker names the working copy as the replacement, its
+    // absence would tell a recovery the database had been replaced.
+    const bool claimed = guard_.marker().replacement == working_;
+    if (!claimed) {
+        fs::remove(working_, ec);
+    }
+    safety::DropCopyStillLinkedTo(kept_.path, dbFile_);
+    if (!kept_.path.empty() && !util::FileExists(kept_.path)) {
+        kept_ = {};
+    }
+    hold_.Release();
+    guard_.End();
+    if (claimed && util::FileExists(working_)) {
+        fs::remove(working_, ec);
+    }
+    if (!kept_.path.empty()) {
+        startup::Log(settings_, "{ } Safety copy: " + kept_.path);
+    }
+    return kept_.path;
 }
 
 bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
-               util::UiServices& ui, const platform::Clock& clock) {
+               util::UiServices& ui, const platform::Clock& clock, UpgradeOutcome* outcome) {
     DatabaseUpgradeSteps steps(settings, connection, ui, clock);
-    return RunUpgrade(settings, progress, ui, steps);
+    const bool ok = RunUpgrade(settings, progress, ui, steps);
+    const std::string copy = steps.Finish();
+    if (outcome) {
+        outcome->safetyCopy = copy;
+    }
+    return ok;
 }
 
 } // namespace upgrade

@@ -1,12 +1,17 @@
 #pragma once
 // Bringing the suite's database up to the current version: backup into a
 // temporary archive, structure steps against the template, the version's
-// data migrations, the configuration defaults, the new version file, and the
-// backup put back when anything fails.
+// data migrations, the configuration defaults and the new version file.
+// The steps convert a working copy beside the database, which replaces the
+// database only once it is whole and checked; the database as it was is
+// kept in the safety-copy folder.
 
 #include "db/connection.h"
 #include "db/schema.h"
 #include "platform/clock.h"
+#include "safety/operation_guard.h"
+#include "safety/replacement.h"
+#include "safety/safety_copy.h"
 #include "startup/run_settings.h"
 #include "upgrade/upgrade_steps.h"
 #include "util/services.h"
@@ -21,12 +26,17 @@ namespace upgrade {
 class DatabaseUpgradeSteps : public UpgradeSteps {
 public:
     DatabaseUpgradeSteps(startup::RunSettings& settings, db::Connection& connection,
-                         util::UiServices& ui, const platform::Clock& clock);
+                         util::UiServices& ui, const platform::Clock& clock,
+                         safety::SpaceQuery space = platform::QueryVolume);
+    // Finish()
+    ~DatabaseUpgradeSteps() override;
 
+    bool Claim() override;
     int16_t ReadVersion() override;
     bool LoadTemplate() override;
     std::string NewArchiveName() override;
     bool AddToArchive(const std::string& archive, const std::string& file) override;
+    bool MakeWorkingCopy() override;
     bool OpenDatabase() override;
     bool CleanNullFields() override;
     bool DeleteIndexes() override;
@@ -40,21 +50,49 @@ public:
     bool AddIndexes() override;
     bool WriteConfiguration(int16_t version) override;
     void CloseDatabase() override;
-    bool WriteVersionFile(const std::string& folder) override;
-    bool RestoreArchive(const std::string& archive) override;
+    bool InstallUpgraded() override;
+    bool Restore() override;
+
+    // Removes what the run made for itself (the archive, the working copy),
+    // lets go of the database and ends the run's marker. The safety copy is
+    // kept where the database was replaced; where it was not, the database
+    // itself is the copy. Returns the safety copy's path, "" when none.
+    std::string Finish();
+
+    // The working copy the steps convert.
+    const std::string& WorkingCopy() const { return working_; }
 
 private:
+    bool Refuse(const std::string& error);
+
     startup::RunSettings& settings_;
     db::Connection& connection_;
     util::UiServices& ui_;
     const platform::Clock& clock_;
+    safety::SpaceQuery space_;
     db::SchemaLists lists_;
+    std::string dbFile_;
+    std::string working_;
+    std::string archive_;
+    safety::OperationGuard guard_;
+    safety::DatabaseHold hold_;
+    safety::SafetyCopy kept_;
+    bool replaced_ = false;
+    bool finished_ = false;
+};
+
+// What a run leaves for the user besides its status text.
+struct UpgradeOutcome {
+    // The database as it was before, where the run replaced it; "" when the
+    // database was not changed.
+    std::string safetyCopy;
 };
 
 // Upgrades the database of settings.DBPath on `connection` (which must not be
 // open; it is closed again at the end). The caller opens and closes the run
 // log around it. True when the database is now current.
 bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
-               util::UiServices& ui, const platform::Clock& clock);
+               util::UiServices& ui, const platform::Clock& clock,
+               UpgradeOutcome* outcome = nullptr);
 
 } // namespace upgrade

@@ -1,11 +1,9 @@
 #include "upgrade/upgrade_steps.h"
 
-#include "util/paths.h"
+#include "startup/locator.h"
 
 #include <cctype>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 
 namespace upgrade {
 
@@ -62,47 +60,32 @@ private:
     util::UiServices& ui_;
 };
 
-// The database file first: its addition alone decides the step, since an old
-// database may have no version file. A journal left by an interrupted write
-// must travel with the database, or the copy put back could not be trusted.
+// The working copy first: it is what the run converts, and holding the
+// database for it makes the archive's raw copy one of a file nobody writes.
+// The database file's addition alone decides the rest, since an old
+// database may have no version file.
 bool Backup(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
             const std::string& versionFile, const std::string& dbFile) {
+    if (!steps.MakeWorkingCopy()) {
+        return false;
+    }
     if (!steps.AddToArchive(archive, dbFile)) {
         seq.Log("{*} Could not back up the database file " + dbFile);
         return false;
     }
     steps.AddToArchive(archive, versionFile);
-    const std::string journal = JournalOf(dbFile);
-    if (util::FileExists(journal) && !steps.AddToArchive(archive, journal)) {
-        seq.Log("{*} Could not back up the database journal " + journal);
-        return false;
-    }
     return true;
 }
 
-// A journal written by this run belongs to the converted database, not to the
-// original: left beside the restored file it would be played back into it.
-// Likewise a version file the run wrote where there was none would tell the
-// suite that the old database put back is current.
-bool Restore(Sequence& seq, UpgradeSteps& steps, const std::string& archive,
-             const std::string& dbFile, const std::string& versionFile, bool versionExisted) {
-    std::error_code ec;
-    std::filesystem::remove(JournalOf(dbFile), ec);
-    if (ec)
-        seq.Log("{*} Could not remove the database journal: " + ec.message());
-    if (!versionExisted) {
-        std::filesystem::remove(versionFile, ec);
-        if (ec)
-            seq.Log("{*} Could not remove the version file: " + ec.message());
-    }
-    return steps.RestoreArchive(archive);
+// The outcome as the user sees it, whichever way the run ended.
+bool Finish(util::Progress& progress, util::UiServices& ui, bool result) {
+    progress.SetValue(100);
+    progress.SetStatus(result ? "Database upgraded successfully." : "Database upgrade failed.");
+    ui.SetBusy(false);
+    return result;
 }
 
 } // namespace
-
-std::string JournalOf(std::string_view databaseFile) {
-    return std::string(databaseFile) + "-journal";
-}
 
 std::vector<std::string> ObsoleteTables(const std::vector<std::string>& liveTableNames,
                                         const std::vector<std::string>& templateTableNames) {
@@ -130,17 +113,25 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
     Sequence seq(settings, progress, ui);
     ui.SetBusy(true);
 
-    const std::string archive =
-        seq.Run("temporary archive", [&] { return steps.NewArchiveName(); });
     const std::string dbFile = settings.DBPath + "Ketrova.mdb";
     const std::string versionFile = settings.DBPath + "Version";
     bool backupTaken = false;
-    bool versionExisted = false;
     seq.Log("{ } UpgradeDB started");
     seq.Log("{ } DB File: " + dbFile);
+    if (!seq.Run("claim", [&] { return steps.Claim(); })) {
+        return Finish(progress, ui, false);
+    }
+    const std::string archive =
+        seq.Run("temporary archive", [&] { return steps.NewArchiveName(); });
 
     seq.Begin("Reading version file ...", 0);
     const int16_t version = seq.Run("version file", [&] { return steps.ReadVersion(); });
+    // A newer program made it: its structure is one this program does not
+    // know, and the template would take away what it does not know.
+    if (version > startup::CurrentDBVersion) {
+        seq.Log("{*} " + startup::NewerDatabaseText(dbFile, version));
+        return Finish(progress, ui, false);
+    }
 
     bool result = false;
     // Each structure step may stop the run; whatever happens, the database is
@@ -155,7 +146,6 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
             seq.Log("{*} No temporary file for the backup");
             result = false;
         } else {
-            versionExisted = util::FileExists(versionFile);
             result =
                 seq.Run("backup", [&] { return Backup(seq, steps, archive, versionFile, dbFile); });
         }
@@ -214,25 +204,19 @@ bool RunUpgrade(startup::RunSettings& settings, util::Progress& progress, util::
     result = result && closed;
 
     // The version file is what tells the suite the database is current, so it
-    // is written only once everything else has succeeded.
+    // is written only once the converted copy has replaced the database.
     if (result) {
         seq.Begin("Writing version file ...", 95, "{-} Writing version file");
-        result = seq.Run("version file", [&] { return steps.WriteVersionFile(settings.DBPath); });
+        result = seq.Run("version file", [&] { return steps.InstallUpgraded(); });
     }
 
     if (!result && backupTaken) {
         seq.Begin("Restoring database ...", 95, "{-} Restoring database");
         // The outcome stays a failure whether or not the restore worked.
-        if (!seq.Run("restore", [&] {
-                return Restore(seq, steps, archive, dbFile, versionFile, versionExisted);
-            }))
-            seq.Log("{*} The database could not be restored from " + archive);
+        if (!seq.Run("restore", [&] { return steps.Restore(); }))
+            seq.Log("{*} The database could not be restored");
     }
-
-    progress.SetValue(100);
-    progress.SetStatus(result ? "Database upgraded successfully." : "Database upgrade failed.");
-    ui.SetBusy(false);
-    return result;
+    return Finish(progress, ui, result);
 }
 
 } // namespace upgrade

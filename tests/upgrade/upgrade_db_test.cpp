@@ -9,6 +9,8 @@
 #include "db/catalog.h"
 #include "db/connection.h"
 #include "db/schema.h"
+#include "safety/operation_guard.h"
+#include "safety/safety_copy.h"
 #include "startup/locator.h"
 
 #include <gtest/gtest.h>
@@ -161,9 +163,9 @@ public:
         if (failing_ == "close")
             throw std::runtime_error("close failed");
     }
-    // Written, then reported as failed (a disk that filled up on the flush).
-    bool WriteVersionFile(const std::string& folder) override {
-        return Check("version file", DatabaseUpgradeSteps::WriteVersionFile(folder));
+    // In place with its version file, then reported as failed.
+    bool InstallUpgraded() override {
+        return Check("version file", DatabaseUpgradeSteps::InstallUpgraded());
     }
 
 private:
@@ -179,6 +181,7 @@ class UpgradeFromVersion : public ::testing::TestWithParam<int> {};
 
 TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndVersionNine) {
     Installation in(GetParam());
+    const std::string before = in.DbBytes(), version = in.VersionBytes();
     ASSERT_TRUE(in.Run()) << in.Log();
     EXPECT_EQ(in.progress.status, "Database upgraded successfully.");
     EXPECT_EQ(in.progress.values.back(), 100);
@@ -234,15 +237,20 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndVersionNine) {
     EXPECT_NE(log.find("{-} Writing version file\r\n"), std::string::npos);
     EXPECT_EQ(log.find("{-} Restoring database"), std::string::npos);
 
-    // The backup archive names itself like a temporary file and holds the
-    // database and the version file as they were before the run.
-    std::vector<fs::path> archives;
-    for (const auto& e : fs::directory_iterator(in.root / "tmp"))
-        archives.push_back(e.path());
-    ASSERT_EQ(archives.size(), 1u);
-    const std::string name = archives[0].filename().string();
-    EXPECT_TRUE(name.starts_with("tem") && name.ends_with(".tmp")) << name;
-    EXPECT_GT(fs::file_size(archives[0]), 1000u);
+    // The database as it was is kept, byte for byte, with its version file;
+    // nothing of the run is left, in the temporary folder or beside the database.
+    const auto copies = safety::ListSafetyCopies(in.settings.DBFile);
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(copies[0].operation, "upgrade");
+    EXPECT_TRUE(ReadFile(copies[0].path) == before);
+    EXPECT_EQ(ReadFile(copies[0].versionPath), version);
+    EXPECT_TRUE(log.ends_with("{ } Safety copy: " + copies[0].path + "\r\n"));
+    EXPECT_TRUE(fs::is_empty(in.root / "tmp"));
+    std::set<std::string> beside;
+    for (const auto& e : fs::directory_iterator(in.settings.DBPath))
+        beside.insert(e.path().filename().string());
+    EXPECT_EQ(beside, (std::set<std::string>{"Ketrova.mdb", "Version", "SafetyCopies",
+                                             ".Ketrova.mdb.lock"}));
 
     // From version 6 on the data is left as it was; only the structure changes.
     if (GetParam() >= 6) {
@@ -373,11 +381,15 @@ TEST(UpgradeFailure, AFailureAfterTheBackupPutsBackTheOriginalFiles) {
             ASSERT_FALSE(db.empty());
             FailingSteps steps(in, step);
             EXPECT_FALSE(in.Run(&steps));
+            EXPECT_EQ(steps.Finish(), "") << "the database itself is as it was";
             EXPECT_EQ(in.progress.status, "Database upgrade failed.");
             EXPECT_TRUE(in.DbBytes() == db) << "database differs after the restore";
             EXPECT_EQ(in.VersionBytes(), versionFile);
-            EXPECT_FALSE(fs::exists(in.settings.DBFile + "-journal"));
             EXPECT_NE(in.Log().find("{-} Restoring database\r\n"), std::string::npos);
+            EXPECT_TRUE(fs::is_empty(in.root / "tmp"));
+            EXPECT_FALSE(fs::exists(steps.WorkingCopy()));
+            EXPECT_TRUE(safety::ListSafetyCopies(in.settings.DBFile).empty());
+            EXPECT_FALSE(safety::FindInterrupted(in.settings.DBFile));
         }
     }
 }

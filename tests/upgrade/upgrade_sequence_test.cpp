@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -18,7 +17,6 @@
 using namespace upgrade;
 using testsupport::ReadFile;
 using testsupport::TempDir;
-using testsupport::WriteFile;
 
 namespace {
 
@@ -45,10 +43,8 @@ class ScriptedSteps final : public UpgradeSteps {
 public:
     std::set<std::string> fail, raise;
     std::vector<std::string> calls;
-    std::vector<std::string> archived;
     int16_t version = 4;
     int16_t migratedFrom = -100, configuredFrom = -100;
-    bool writesVersion = false;
     std::string archiveName = "/tmp/temA1.tmp";
 
     bool Do(const std::string& name) {
@@ -58,6 +54,7 @@ public:
         return !fail.count(name);
     }
 
+    bool Claim() override { return Do("claim"); }
     int16_t ReadVersion() override {
         Do("version");
         return version;
@@ -69,10 +66,10 @@ public:
     }
     bool AddToArchive(const std::string& archive, const std::string& file) override {
         EXPECT_EQ(archive, archiveName);
-        archived.push_back(file);
         auto slash = file.find_last_of('/');
         return Do("add " + file.substr(slash + 1));
     }
+    bool MakeWorkingCopy() override { return Do("working copy"); }
     bool OpenDatabase() override { return Do("open"); }
     bool CleanNullFields() override { return Do("nulls"); }
     bool DeleteIndexes() override { return Do("drop indexes"); }
@@ -92,15 +89,8 @@ public:
         return Do("configuration");
     }
     void CloseDatabase() override { Do("close"); }
-    bool WriteVersionFile(const std::string& folder) override {
-        if (writesVersion)
-            WriteFile(folder + "Version", "9\r\n");
-        return Do("write version");
-    }
-    bool RestoreArchive(const std::string& archive) override {
-        EXPECT_EQ(archive, archiveName);
-        return Do("restore");
-    }
+    bool InstallUpgraded() override { return Do("install"); }
+    bool Restore() override { return Do("restore"); }
 };
 
 struct Harness {
@@ -137,10 +127,11 @@ struct Harness {
 };
 
 const std::vector<std::string> kAllCalls = {
-    "archive",     "version",       "template",     "add Ketrova.mdb", "add Version",
-    "open",        "nulls",         "drop indexes", "read schema",     "compare",
-    "add fields",  "update fields", "migrations",   "obsolete fields", "obsolete tables",
-    "add indexes", "configuration", "close",        "write version"};
+    "claim",           "archive",         "version",     "template",      "working copy",
+    "add Ketrova.mdb", "add Version",     "open",        "nulls",         "drop indexes",
+    "read schema",     "compare",         "add fields",  "update fields", "migrations",
+    "obsolete fields", "obsolete tables", "add indexes", "configuration", "close",
+    "install"};
 
 } // namespace
 
@@ -197,13 +188,23 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndRestoresOnlyAfterABackup) {
         std::string failing;
         bool restores;
     };
-    const Case cases[] = {
-        {"template", false},    {"add Ketrova.mdb", false}, {"open", true},
-        {"nulls", true},        {"drop indexes", true},     {"read schema", true},
-        {"compare", true},      {"add fields", true},       {"update fields", true},
-        {"migrations", true},   {"obsolete fields", true},  {"obsolete tables", true},
-        {"add indexes", true},  {"configuration", true},    {"close", true},
-        {"write version", true}};
+    const Case cases[] = {{"template", false},
+                          {"working copy", false},
+                          {"add Ketrova.mdb", false},
+                          {"open", true},
+                          {"nulls", true},
+                          {"drop indexes", true},
+                          {"read schema", true},
+                          {"compare", true},
+                          {"add fields", true},
+                          {"update fields", true},
+                          {"migrations", true},
+                          {"obsolete fields", true},
+                          {"obsolete tables", true},
+                          {"add indexes", true},
+                          {"configuration", true},
+                          {"close", true},
+                          {"install", true}};
     for (const auto& c : cases) {
         for (bool throws : {false, true}) {
             if (c.failing == "close" && !throws)
@@ -224,7 +225,7 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndRestoresOnlyAfterABackup) {
                 if (call == c.failing)
                     break;
             }
-            if (c.failing != "write version" && c.failing != "close")
+            if (c.failing != "install" && c.failing != "close")
                 expected.push_back("close");
             if (c.restores)
                 expected.push_back("restore");
@@ -236,7 +237,7 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndRestoresOnlyAfterABackup) {
             EXPECT_EQ(events.back(), "status Database upgrade failed.");
             if (c.restores) {
                 // The restore shows its own step, after the last one that ran.
-                EXPECT_EQ(events[events.size() - 6], c.failing == "write version"
+                EXPECT_EQ(events[events.size() - 6], c.failing == "install"
                                                          ? "status Writing version file ..."
                                                          : "status Closing database ...");
                 EXPECT_EQ(events[events.size() - 4], "status Restoring database ...");
@@ -259,19 +260,29 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndRestoresOnlyAfterABackup) {
     }
 }
 
-TEST(UpgradeSequence, AVersionFileTheRunCreatedGoesWhenTheBackupIsPutBack) {
-    for (bool existed : {true, false}) {
-        SCOPED_TRACE(existed);
+// Refused before anything is copied: another run or program has the
+// database, or a newer program made it.
+TEST(UpgradeSequence, ARefusedRunStopsBeforeTheBackup) {
+    for (bool newer : {false, true}) {
+        SCOPED_TRACE(newer ? "newer" : "claim refused");
         Harness h;
-        if (existed)
-            WriteFile(h.dir / "Version", "5\r\n");
-        // The write made the file but then reported failure. The scripted
-        // restore puts nothing back, so what remains is what the run left.
-        h.steps.writesVersion = true;
-        h.steps.fail.insert("write version");
+        if (newer)
+            h.steps.version = 12;
+        else
+            h.steps.fail.insert("claim");
         EXPECT_FALSE(h.Run());
-        EXPECT_EQ(std::filesystem::exists(h.dir / "Version"), existed);
-        EXPECT_EQ(h.steps.calls.back(), "restore");
+        const std::vector<std::string> ran = {"claim", "archive", "version"};
+        EXPECT_EQ(h.steps.calls,
+                  std::vector<std::string>(ran.begin(), ran.begin() + (newer ? 3 : 1)));
+        EXPECT_EQ(h.progress.events.back(), "status Database upgrade failed.");
+        const auto log = h.LogLines();
+        ASSERT_EQ(log.size(), newer ? 3u : 2u);
+        if (newer) {
+            EXPECT_EQ(log[2].rfind("{*} The database " + h.dir.str() +
+                                       "Ketrova.mdb is version 12, newer than version 9,",
+                                   0),
+                      0u);
+        }
     }
 }
 
@@ -279,29 +290,8 @@ TEST(UpgradeSequence, NoTemporaryArchiveMeansNoBackupAndNoRestore) {
     Harness h;
     h.steps.archiveName.clear();
     EXPECT_FALSE(h.Run());
-    EXPECT_EQ(h.steps.calls, (std::vector<std::string>{"archive", "version", "template", "close"}));
-}
-
-TEST(UpgradeSequence, ALeftoverJournalTravelsWithTheDatabase) {
-    Harness h;
-    WriteFile(h.dir / "Ketrova.mdb-journal", "hot journal");
-    h.steps.fail.insert("configuration");
-    EXPECT_FALSE(h.Run());
-    ASSERT_EQ(h.steps.archived.size(), 3u);
-    EXPECT_EQ(h.steps.archived[2], h.dir.str() + "Ketrova.mdb-journal");
-    // Removed before the archive puts back the one it holds.
-    EXPECT_FALSE(std::filesystem::exists(h.dir / "Ketrova.mdb-journal"));
-    EXPECT_EQ(h.steps.calls.back(), "restore");
-}
-
-TEST(UpgradeSequence, AJournalThatCannotBeBackedUpFailsTheBackup) {
-    Harness h;
-    WriteFile(h.dir / "Ketrova.mdb-journal", "hot journal");
-    h.steps.fail.insert("add Ketrova.mdb-journal");
-    EXPECT_FALSE(h.Run());
-    EXPECT_EQ(h.steps.calls.back(), "close");
-    // Not put back: nothing was changed, and the journal must stay.
-    EXPECT_EQ(ReadFile(h.dir / "Ketrova.mdb-journal"), "hot journal");
+    EXPECT_EQ(h.steps.calls,
+              (std::vector<std::string>{"claim", "archive", "version", "template", "close"}));
 }
 
 TEST(ObsoleteTables, DistinctLiveNamesMissingFromTheTemplateInFirstSeenOrder) {
