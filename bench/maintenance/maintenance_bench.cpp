@@ -7,7 +7,10 @@
 //
 // One rent-log row in a hundred holds NULLs and 1,000 rent-log rows belong
 // to no lease. Targets: the report within 3 times the integrity check,
-// compaction (two passes) within 2.2 times one VACUUM INTO.
+// compaction within 1.2 times one VACUUM INTO. Compaction is one VACUUM INTO
+// beside the database, the copy's quick check and row counts, and a rename;
+// the shares of the quick check and of the thorough integrity check (which
+// compaction does not run) are printed beside it.
 
 #include "db/connection.h"
 #include "db/schema.h"
@@ -180,6 +183,8 @@ int main(int argc, char** argv) {
 
         const double check = Shell("sqlite3 '" + file + "' 'PRAGMA integrity_check' > /dev/null");
         Line("sqlite3 shell: PRAGMA integrity_check", check);
+        const double quick = Shell("sqlite3 '" + file + "' 'PRAGMA quick_check' > /dev/null");
+        Line("sqlite3 shell: PRAGMA quick_check", quick);
 
         platform::SystemClock clock;
         maintenance::SystemProbe probe(false);
@@ -198,12 +203,16 @@ int main(int argc, char** argv) {
         settings.DBFile = file;
         std::string message;
         Timer compact;
-        const bool ok = maintenance::CompactDB(settings, quiet, message);
+        const bool ok = maintenance::CompactDB(settings, quiet, message, clock);
         const double compaction = compact.Seconds();
-        Line(ok ? "CompactDB (two passes)" : "CompactDB FAILED", compaction);
+        Line(ok ? "CompactDB" : "CompactDB FAILED", compaction);
 
         std::printf("\nreport / integrity check  %.2f (target 3.0)\n", report / check);
-        std::printf("compaction / VACUUM INTO  %.2f (target 2.2)\n", compaction / vacuum);
+        std::printf("compaction / VACUUM INTO  %.2f (target 1.2)\n", compaction / vacuum);
+        std::printf("quick check / VACUUM INTO  %.2f (the copy's check, within compaction)\n",
+                    quick / vacuum);
+        std::printf("integrity check / VACUUM INTO  %.2f (not run by compaction)\n",
+                    check / vacuum);
         std::printf("report file: %sOstrand.log\n", folder.c_str());
     } catch (const std::exception& e) {
         std::fprintf(stderr, "error: %s\n", e.what());

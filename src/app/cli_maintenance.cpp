@@ -53,7 +53,8 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         TerminalUi ui(false);
         std::string message;
-        const bool ok = maintenance::CompactDB(s, ui, message);
+        platform::SystemClock clock;
+        const bool ok = maintenance::CompactDB(s, ui, message, clock);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         std::cout << util::Replace(message, "\r\n", "\n") << "\n";

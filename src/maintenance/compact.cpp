@@ -2,10 +2,14 @@
 
 #include "db/connection.h"
 #include "platform/disk.h"
-#include "platform/temp_file.h"
+#include "safety/operation_guard.h"
+#include "safety/replacement.h"
+#include "startup/locator.h"
 #include "util/format.h"
+#include "util/paths.h"
 
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <system_error>
 
@@ -29,11 +33,6 @@ private:
 
 // Division by zero, as the suite's other programs number it.
 constexpr int kDivisionByZero = 11;
-
-// How long the first pass waits for another program to let go of the
-// database. The user was asked to close the suite's programs: a database
-// still in use after this is reported rather than waited for.
-constexpr int kBusyWaitMs = 1000;
 
 void RemoveFile(const std::string& path) {
     std::error_code ec;
@@ -60,32 +59,29 @@ std::string Quoted(const std::string& text) {
     return out + "'";
 }
 
-// One pass: a compacted copy of `source` written to `destination`, which
-// must not exist, then forced to the disk (the engine's copy is not).
-void CompactInto(const std::string& source, const std::string& destination) {
-    db::Connection connection;
-    connection.Open(source);
-    connection.Execute("PRAGMA busy_timeout = " + std::to_string(kBusyWaitMs));
-    // A copy taken while another connection holds a transaction would miss
-    // its changes, and removing the original under it would lose them: make
-    // sure nobody else has the database before copying it.
-    connection.Execute("BEGIN EXCLUSIVE");
-    connection.Execute("COMMIT");
-    connection.Execute("VACUUM INTO " + Quoted(destination));
-    connection.Close();
-    std::string error;
-    if (!platform::FlushToDisk(destination, error)) {
+void Require(bool ok, const std::string& error) {
+    if (!ok) {
         throw StepError(0, error);
     }
 }
 
-// The first copy is all there is once the original goes: read it back.
-void CheckCopy(const std::string& copy) {
-    db::Connection connection;
-    connection.Open(copy);
-    const std::string verdict = connection.Scalar("PRAGMA quick_check").AsText();
-    if (verdict != "ok") {
-        throw StepError(0, "the compacted copy failed its check (" + verdict + "): " + copy);
+// The compacted copy, read back before it may replace the database: every
+// page as the engine expects it, every row and rule, and every table with
+// its rows. The engine builds the copy's indexes entry by entry from the
+// database's own, so the thorough check's look-up of each index entry in
+// its table, which alone takes longer than the whole compaction, would
+// find nothing the database itself does not have; and the database as it
+// was is kept as a safety copy either way.
+void CheckCopy(const std::string& copy, const std::map<std::string, int64_t>& rows) {
+    const std::string problem = safety::CheckIntegrity(copy, false);
+    Require(problem.empty(), "the compacted copy failed its check (" + problem + "): " + copy);
+    std::map<std::string, int64_t> copied;
+    std::string error;
+    Require(safety::CountRows(copy, copied, error), error);
+    for (const auto& [table, count] : rows) {
+        const auto it = copied.find(table);
+        Require(it != copied.end() && it->second == count,
+                "the compacted copy lacks rows of " + table + ": " + copy);
     }
 }
 
@@ -113,42 +109,69 @@ std::string CompactionSummary(int32_t oldKB, int32_t newKB) {
            "kb\r\nThis realized a saving of " + util::Format(saving, "#0") + "%";
 }
 
-bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string& message) {
+bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string& message,
+               const platform::Clock& clock, std::string* safetyCopy,
+               const safety::SpaceQuery& space) {
     ui.SetBusy(true);
     bool result = false;
     int number = 0;
     std::string description;
+    const std::string database = settings.DBFile;
+    // Beside the database, on its volume, so that one rename puts it in place.
+    const std::string compacted = database + ".compacting";
+    safety::OperationGuard guard(database, "compact", clock);
+    safety::DatabaseHold hold;
+    safety::SafetyCopy kept;
+    bool replaced = false;
     try {
-        const std::string database = settings.DBFile;
-        const std::string temp = platform::GetTempFileName("dbtemp");
         Log(settings, "{-} Database compression started");
         Log(settings, "{ } Source                : " + database);
-        Log(settings, "{ } Destination           : " + temp);
-        if (temp.empty()) {
-            throw StepError(0, "no temporary file could be made in " + platform::TempFolder());
-        }
+        Log(settings, "{ } Destination           : " + compacted);
+        std::string error;
+        Require(guard.Begin(error), error);
+        error = startup::NewerDatabaseRefusal(settings);
+        Require(error.empty(), error);
+        error = safety::DescribeOtherHolders(database);
+        Require(error.empty(), error);
+        Require(guard.AddLeftover(compacted), "the marker of this run cannot be written");
 
         Log(settings, "{-} Removing old destination file");
-        RemoveFile(temp); // the engine refuses to write over an existing file
+        RemoveFile(compacted); // the engine refuses to write over an existing file
         const int32_t oldKB = SizeInKB(database);
 
         Log(settings, "{-} First pass compacting");
-        CompactInto(database, temp);
-        CheckCopy(temp);
+        Require(safety::EnoughRoom(util::ParentFolder(database),
+                                   static_cast<uint64_t>(oldKB) * 1024, space, error),
+                error);
+        // From here until the rename nobody else can change the database,
+        // so the copy and the rows counted are what the file holds.
+        std::map<std::string, int64_t> rows;
+        Require(hold.Begin(database, error) && hold.CountRows(rows, error), error);
+        {
+            db::Connection source;
+            source.Open(database);
+            source.Execute("VACUUM INTO " + Quoted(compacted));
+        }
         ui.DoEvents();
 
+        // The original is not removed: it stays at its path until the
+        // compacted copy replaces it, and is kept after that as a safety copy.
         Log(settings, "{-} Removing original database file");
-        RemoveFile(database);
-        // A journal left beside the old file would be replayed into the new one.
-        RemoveFile(database + "-journal");
+        Require(safety::KeepDatabaseAside(database, "compact", clock, kept, error, space) &&
+                    guard.SetSafetyCopy(kept.path),
+                error.empty() ? "the marker of this run cannot be written" : error);
 
         Log(settings, "{-} Second pass compacting");
-        CompactInto(temp, database);
+        CheckCopy(compacted, rows);
+        Require(platform::FlushToDisk(compacted, error) &&
+                    safety::ReplaceDatabase(guard, compacted, database, {}, replaced, error),
+                error);
+        hold.Release();
+        Log(settings, "{ } Safety copy: " + kept.path);
         ui.DoEvents();
         const int32_t newKB = SizeInKB(database);
 
         Log(settings, "{-} Removing temporary file");
-        RemoveFile(temp);
         ui.DoEvents();
 
         Log(settings, "{ } Old file size         : " + std::to_string(oldKB) + " KB");
@@ -161,9 +184,25 @@ bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string
     } catch (...) {
         description = "unknown error";
     }
+    // What the run made for itself goes; a copy that never replaced the
+    // database is no copy, and a name of the database kept aside is none
+    // either while the database is still that file.
+    std::error_code ec;
+    if (guard.marker().replacement != compacted) {
+        fs::remove(compacted, ec);
+    }
+    safety::DropCopyStillLinkedTo(kept.path, database);
+    hold.Release();
+    guard.End();
+    fs::remove(compacted, ec); // still named by the marker above: only now ours to remove
     if (!result) {
         Log(settings, "{*} Error " + std::to_string(number) + " " + description);
         message = "The following error has occured:\r\n" + description;
+    } else {
+        safety::PruneSafetyCopies(database);
+    }
+    if (safetyCopy) {
+        *safetyCopy = replaced ? kept.path : "";
     }
     ui.SetBusy(false);
     return result;

@@ -1,7 +1,11 @@
 #pragma once
-// Compaction of the suite's database in place, in two passes through a
-// temporary copy, so that the database ends up compacted under its own name.
+// Compaction of the suite's database in place. The compacted copy is
+// written beside the database, checked, and renamed over it in one step, so
+// that the database's path always holds a whole database; the database as it
+// was is kept as a safety copy.
 
+#include "platform/clock.h"
+#include "safety/safety_copy.h"
 #include "startup/run_settings.h"
 #include "util/services.h"
 
@@ -11,14 +15,18 @@
 namespace maintenance {
 
 // Compacts settings.DBFile. The steps are logged ("{-} ..." each) while a
-// run log is open. On success `message` receives the four-line summary for
-// the user and the result is true; on any failure the run stops where it
-// is, nothing done is undone (a failure after the original was removed
-// leaves the database as the temporary copy the log names), `message`
-// receives "The following error has occured:" and the error, and the
-// result is false. The database must not be in use: a transaction open in
-// another connection fails the first pass with the database untouched.
-bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string& message);
+// run log is open; the "Destination" line names the compacted copy beside
+// the database. On success `message` receives the four-line summary for the
+// user and the result is true; on any failure the run stops where it is,
+// `message` receives "The following error has occured:" and the error, and
+// the result is false, with the database as it was. Refused while another
+// Ostrand works on the database, another program has it open or writes it,
+// and when it is newer than this program knows. `safetyCopy`, when given,
+// receives where the database as it was is kept ("" when it was not
+// replaced).
+bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string& message,
+               const platform::Clock& clock, std::string* safetyCopy = nullptr,
+               const safety::SpaceQuery& space = platform::QueryVolume);
 
 // The user's summary of a compaction from the old and new sizes in KB:
 // sizes as "#,###" (0 prints empty) and the saving, 100 - new / old * 100,

@@ -15,10 +15,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Pages the checks may keep in memory, in KiB (the engine's negative form):
-// a check of a large database reads every page, and the default cache makes
-// it read many of them more than once.
+// Pages the thorough check may keep in memory, in KiB (the engine's negative
+// form): it looks up every index entry in its table, and the default cache
+// makes it read many pages more than once.
 constexpr const char* kCheckCache = "PRAGMA cache_size = -65536";
+
+// How long a hold waits for another program's write to finish. The user was
+// asked to close the suite's programs first: a database still being written
+// after this is reported rather than waited for.
+constexpr int kHoldWaitMs = 1000;
 
 bool Counts(db::Connection& c, std::map<std::string, int64_t>& counts) {
     std::vector<std::string> tables;
@@ -49,8 +54,12 @@ bool DatabaseHold::Begin(const std::string& dbFile, std::string& error) {
     Release();
     try {
         connection_.Open(dbFile);
-        connection_.Execute("BEGIN");
-        // The transaction takes its lock on the first read.
+        connection_.Execute("PRAGMA busy_timeout = " + std::to_string(kHoldWaitMs));
+        // The writer's lock: other programs may still read, but one that
+        // starts to write is told at once that the database is busy, rather
+        // than when its work is done. A write already under way elsewhere
+        // makes this fail instead.
+        connection_.Execute("BEGIN IMMEDIATE");
         connection_.Scalar("SELECT count(*) FROM sqlite_master");
         return true;
     } catch (const std::exception& e) {
@@ -73,11 +82,20 @@ bool DatabaseHold::CopyTo(const std::string& destination, std::string& error) {
         error = "no copy can be made at " + destination;
         return false;
     }
+    // The engine copies only from a connection that is not writing: a
+    // reader of its own, which the hold lets read and nobody else may change.
+    db::Connection from;
+    try {
+        from.Open(connection_.FileName());
+    } catch (const std::exception& e) {
+        error = e.what();
+        return false;
+    }
     sqlite3* to = nullptr;
     int rc = sqlite3_open_v2(destination.c_str(), &to, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                              nullptr);
     if (rc == SQLITE_OK) {
-        sqlite3_backup* backup = sqlite3_backup_init(to, "main", connection_.handle(), "main");
+        sqlite3_backup* backup = sqlite3_backup_init(to, "main", from.handle(), "main");
         if (backup) {
             rc = sqlite3_backup_step(backup, -1);
             sqlite3_backup_finish(backup);
@@ -110,7 +128,6 @@ bool CountRows(const std::string& file, std::map<std::string, int64_t>& counts,
     try {
         db::Connection c;
         c.Open(file);
-        c.Execute(kCheckCache);
         return Counts(c, counts);
     } catch (const std::exception& e) {
         error = e.what();
@@ -118,14 +135,16 @@ bool CountRows(const std::string& file, std::map<std::string, int64_t>& counts,
     }
 }
 
-std::string CheckIntegrity(const std::string& file) {
+std::string CheckIntegrity(const std::string& file, bool thorough) {
     try {
         db::Connection c;
         c.Open(file);
-        c.Execute(kCheckCache);
+        if (thorough) {
+            c.Execute(kCheckCache); // it looks up every index entry in its table
+        }
         std::string found;
         db::Recordset rs;
-        rs.Open(c, "PRAGMA integrity_check");
+        rs.Open(c, thorough ? "PRAGMA integrity_check" : "PRAGMA quick_check");
         for (; !rs.IsEOF(); rs.MoveNext()) {
             const std::string line = rs.Field(0).AsText();
             if (line != "ok") {

@@ -123,7 +123,7 @@ void frmWizOptions::Compress_2() {
     RunLocked([&] {
         RunLogScope log(settings_);
         try {
-            compacted = maintenance::CompactDB(settings_, ui_, message);
+            compacted = maintenance::CompactDB(settings_, ui_, message, context_.clock);
         } catch (const std::exception& e) {
             compacted = false;
             message = std::string("The following error has occured:\r\n") + e.what();

@@ -1,10 +1,13 @@
 #include "maint_fixture.h"
 
 #include "maintenance/compact.h"
+#include "safety/operation_guard.h"
+#include "safety/safety_fixture.h"
 
 #include <sqlite3.h>
 
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 
 namespace {
@@ -24,24 +27,39 @@ void MakeTinyDatabase(const std::string& file) {
     sqlite3_close(db);
 }
 
+// Spoils the compacted copy when the first pass hands over to the window
+// events, as a disk that garbles what it was given would.
+class SpoilCopyUi : public util::UiServices {
+public:
+    SpoilCopyUi(std::string copy, bool active) : copy_(std::move(copy)), active_(active) {}
+    void DoEvents() override {
+        if (active_ && ++calls_ == 1) {
+            testsupport::WriteFile(copy_, std::string(8192, 'x'));
+        }
+    }
+
+private:
+    std::string copy_;
+    bool active_;
+    int calls_ = 0;
+};
+
 class CompactTest : public mainttest::MaintTest {
 protected:
     void SetUp() override {
         MaintTest::SetUp();
-        fs::create_directory(dir / "tmp");
-        if (const char* old = std::getenv("TMPDIR")) {
-            oldTmp_ = old;
-            hadTmp_ = true;
-        }
-        setenv("TMPDIR", (dir / "tmp").c_str(), 1);
+        settings.DBPath = dir.str();
         settings.DBFile = dbFile;
     }
-    void TearDown() override {
-        if (hadTmp_) {
-            setenv("TMPDIR", oldTmp_.c_str(), 1);
-        } else {
-            unsetenv("TMPDIR");
-        }
+
+    // Starts again in an empty folder, for the next case of a table.
+    void Fresh() {
+        connection.Close();
+        startup::CloseFile(settings.Files, settings.LogFileNo);
+        settings = {};
+        fs::remove_all(dir.path());
+        fs::create_directory(dir.path());
+        SetUp();
     }
 
     // A database with much free space: 3000 rows written, most deleted.
@@ -53,34 +71,32 @@ protected:
         connection.Close();
     }
 
-    std::vector<fs::path> TempFiles() {
-        std::vector<fs::path> files;
-        for (const auto& e : fs::directory_iterator(dir / "tmp")) {
-            files.push_back(e.path());
-        }
-        return files;
+    bool Compact(util::UiServices& with, const safety::SpaceQuery& space = platform::QueryVolume) {
+        return maintenance::CompactDB(settings, with, message, clock, &safetyCopy, space);
     }
+    bool Compact() { return Compact(ui); }
 
-    // A run that failed: the message names the error, and the log ends with
-    // the step it broke off in and then the error.
+    // A run that failed: the message names the error, the log ends with the
+    // step it broke off in (the line begins so) and then the error, and
+    // nothing of the run is left.
     std::vector<std::string> ExpectFailureIn(const std::string& step) {
         EXPECT_EQ(message.rfind("The following error has occured:\r\n", 0), 0u) << message;
+        EXPECT_FALSE(fs::exists(dbFile + ".compacting"));
+        EXPECT_FALSE(safety::FindInterrupted(dbFile));
         const auto lines = LogLines();
         if (lines.size() < 2) {
             ADD_FAILURE() << "the log is too short";
             return lines;
         }
-        EXPECT_EQ(lines[lines.size() - 2], step);
+        EXPECT_EQ(lines[lines.size() - 2].rfind(step, 0), 0u) << lines[lines.size() - 2];
         EXPECT_EQ(lines.back().rfind("{*} Error ", 0), 0u) << lines.back();
         return lines;
     }
 
     util::UiServices ui;
+    platform::FixedClock clock{{2026, 11, 23, 19, 2, 12}};
     std::string message;
-
-private:
-    std::string oldTmp_;
-    bool hadTmp_ = false;
+    std::string safetyCopy;
 };
 
 TEST(CompactionSummary, SizesAndSaving) {
@@ -101,38 +117,38 @@ TEST(CompactionSummary, SizesAndSaving) {
     EXPECT_THROW(maintenance::CompactionSummary(0, 4), std::domain_error);
 }
 
-TEST_F(CompactTest, CompactsInTwoPassesUnderTheDatabasesOwnName) {
+TEST_F(CompactTest, CompactsBesideTheDatabaseAndKeepsTheOriginalAsASafetyCopy) {
     FillAndThin();
-    const int32_t oldKB = static_cast<int32_t>(fs::file_size(dbFile) / 1024);
+    const std::string before = testsupport::ReadFile(dbFile);
+    const int32_t oldKB = static_cast<int32_t>(before.size() / 1024);
 
-    ASSERT_TRUE(maintenance::CompactDB(settings, ui, message)) << message;
+    ASSERT_TRUE(Compact()) << message;
 
     const int32_t newKB = static_cast<int32_t>(fs::file_size(dbFile) / 1024);
     EXPECT_LT(newKB * 4, oldKB);
     EXPECT_EQ(message, maintenance::CompactionSummary(oldKB, newKB));
-    EXPECT_TRUE(TempFiles().empty()); // the temporary copy is gone
+    EXPECT_EQ(safetyCopy, dir.str() + "SafetyCopies/Ketrova-2026-11-23-190212-before-compact.mdb");
+    EXPECT_TRUE(testsupport::ReadFile(safetyCopy) == before);
+    EXPECT_FALSE(fs::exists(dbFile + ".compacting"));
+    EXPECT_FALSE(safety::FindInterrupted(dbFile));
 
-    const auto lines = LogLines();
-    ASSERT_EQ(lines.size(), 11u);
-    EXPECT_EQ(lines[0], "{-} Database compression started");
-    EXPECT_EQ(lines[1], "{ } Source                : " + dbFile);
-    const std::string destPrefix = "{ } Destination           : " + (dir / "tmp" / "dbt").string();
-    EXPECT_EQ(lines[2].rfind(destPrefix, 0), 0u) << lines[2];
-    EXPECT_EQ(lines[2].substr(lines[2].size() - 4), ".tmp");
-    const std::vector<std::string> rest(lines.begin() + 3, lines.end());
     const std::vector<std::string> expected = {
+        "{-} Database compression started",
+        "{ } Source                : " + dbFile,
+        "{ } Destination           : " + dbFile + ".compacting",
         "{-} Removing old destination file",
         "{-} First pass compacting",
         "{-} Removing original database file",
         "{-} Second pass compacting",
+        "{ } Safety copy: " + safetyCopy,
         "{-} Removing temporary file",
         "{ } Old file size         : " + std::to_string(oldKB) + " KB",
         "{ } new file size         : " + std::to_string(newKB) + " KB",
         "{-} Compaction successful",
     };
-    EXPECT_EQ(rest, expected);
+    EXPECT_EQ(LogLines(), expected);
 
-    // Every row and the file's identity survive both passes.
+    // Every row and the file's identity survive.
     db::Connection after;
     after.Open(dbFile);
     EXPECT_EQ(after.Scalar("SELECT count(*) FROM RentLog").AsInt(), 100);
@@ -140,25 +156,69 @@ TEST_F(CompactTest, CompactsInTwoPassesUnderTheDatabasesOwnName) {
     EXPECT_EQ(after.Scalar("PRAGMA integrity_check").AsText(), "ok");
 }
 
-TEST_F(CompactTest, ADatabaseInUseFailsTheFirstPassAndIsLeftAsItWas) {
-    Exec("CREATE TABLE Lease (IdLease INTEGER)");
-    Exec("INSERT INTO Lease VALUES (1)");
-    connection.Close();
-    const std::string before = testsupport::ReadFile(dbFile);
+// Refused, or failed before the compacted copy could replace it: the
+// database stays as it was, byte for byte.
+TEST_F(CompactTest, ARunThatCannotFinishLeavesTheDatabaseAsItWas) {
+    struct Case {
+        const char* what;
+        const char* step; // the last step logged
+        const char* said; // in the message
+    };
+    const Case cases[] = {
+        {"another program writing", "{-} First pass compacting", "locked"},
+        {"another program has it open", "{ } Destination           : ", " is open in "},
+        {"another Ostrand", "{ } Destination           : ", "Another Ostrand is working on"},
+        {"newer database", "{ } Destination           : ", "is version 12, newer than version 9"},
+        {"no room", "{-} First pass compacting", "bytes are needed"},
+        // Rows that break their table's CHECK rule are copied as they are.
+        {"copy fails its check", "{-} Second pass compacting", "CHECK constraint failed in Lease"},
+        {"copy spoiled on the way", "{-} Second pass compacting", "failed its check"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string what = c.what;
+        Fresh();
+        FillAndThin();
+        connection.Open(dbFile);
+        Exec("CREATE TABLE Lease (IdLease INTEGER, Rent DOUBLE CHECK (Rent >= 0))");
+        if (what == "copy fails its check") {
+            Exec("PRAGMA ignore_check_constraints = 1");
+            Exec("INSERT INTO Lease VALUES (1, -650)");
+        }
+        connection.Close();
+        if (what == "newer database")
+            testsupport::WriteFile(dir / "Version", "12\r\n");
+        const std::string before = testsupport::ReadFile(dbFile);
 
-    db::Connection other;
-    other.Open(dbFile);
-    other.Execute("BEGIN IMMEDIATE");
-    other.Execute("INSERT INTO Lease VALUES (2)");
-
-    EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
-    ExpectFailureIn("{-} First pass compacting");
-    EXPECT_NE(message.find("locked"), std::string::npos) << message;
-    EXPECT_EQ(testsupport::ReadFile(dbFile), before);
-
-    // The other program's transaction is still whole.
-    other.Execute("COMMIT");
-    EXPECT_EQ(other.Scalar("SELECT count(*) FROM Lease").AsInt(), 2);
+        db::Connection writer;
+        std::optional<safetytest::HeldOpenElsewhere> other;
+        safety::OperationGuard busy(dbFile, "upgrade", clock);
+        std::string error;
+        if (what == "another program writing") {
+            writer.Open(dbFile);
+            writer.Execute("BEGIN IMMEDIATE");
+            writer.Execute("INSERT INTO Lease VALUES (2, 1)");
+        } else if (what == "another program has it open") {
+            other.emplace(dbFile);
+        } else if (what == "another Ostrand") {
+            ASSERT_TRUE(busy.Begin(error)) << error;
+        }
+        const auto full = [](const std::string&) {
+            return platform::VolumeSpace{true, 4096, 1 << 30, "/"};
+        };
+        SpoilCopyUi spoil(dbFile + ".compacting", what == "copy spoiled on the way");
+        EXPECT_FALSE(what == "no room" ? Compact(ui, full) : Compact(spoil));
+        ExpectFailureIn(c.step);
+        EXPECT_NE(message.find(c.said), std::string::npos) << message;
+        EXPECT_TRUE(testsupport::ReadFile(dbFile) == before) << "the database was changed";
+        EXPECT_EQ(safetyCopy, "");
+        EXPECT_TRUE(safety::ListSafetyCopies(dbFile).empty());
+        if (writer.IsOpen()) {
+            // The other program's transaction is still whole.
+            writer.Execute("COMMIT");
+            EXPECT_EQ(writer.Scalar("SELECT count(*) FROM Lease").AsInt(), 1);
+        }
+    }
 }
 
 TEST_F(CompactTest, AFileUnder1024BytesReportsTheDivisionError) {
@@ -167,67 +227,18 @@ TEST_F(CompactTest, AFileUnder1024BytesReportsTheDivisionError) {
     MakeTinyDatabase(dbFile);
     ASSERT_LT(fs::file_size(dbFile), 1024u);
 
-    EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
+    EXPECT_FALSE(Compact());
     EXPECT_EQ(message, "The following error has occured:\r\nDivision by zero");
     EXPECT_EQ(ExpectFailureIn("{ } new file size         : 0 KB").back(),
               "{*} Error 11 Division by zero");
-}
-
-// Rows that break their table's CHECK rule: the engine copies them as they
-// are, so the first pass's copy fails its check, and the original must then
-// stay where it is.
-TEST_F(CompactTest, ACopyThatFailsItsCheckStopsBeforeTheOriginalGoes) {
-    FillAndThin();
-    connection.Open(dbFile);
-    Exec("CREATE TABLE Lease (IdLease INTEGER, Rent DOUBLE CHECK (Rent >= 0))");
-    Exec("PRAGMA ignore_check_constraints = 1");
-    Exec("INSERT INTO Lease VALUES (1, -650)");
-    connection.Close();
-    const std::string before = testsupport::ReadFile(dbFile);
-
-    EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
-    const auto lines = ExpectFailureIn("{-} First pass compacting");
-    EXPECT_NE(message.find("CHECK constraint failed in Lease"), std::string::npos) << message;
-    EXPECT_TRUE(testsupport::ReadFile(dbFile) == before) << "the database was changed";
-    // The copy is kept where the log's Destination line says.
-    ASSERT_EQ(TempFiles().size(), 1u);
-    ASSERT_GE(lines.size(), 3u);
-    EXPECT_EQ(lines[2], "{ } Destination           : " + TempFiles()[0].string());
-}
-
-// Spoils the temporary copy when the first pass hands over to the window
-// events, so that the second pass fails after the original is gone.
-class SpoilCopyUi : public util::UiServices {
-public:
-    explicit SpoilCopyUi(fs::path tmp) : tmp_(std::move(tmp)) {}
-    void DoEvents() override {
-        if (++calls_ == 1) {
-            for (const auto& e : fs::directory_iterator(tmp_)) {
-                testsupport::WriteFile(e.path(), std::string(8192, 'x'));
-            }
-        }
-    }
-
-private:
-    fs::path tmp_;
-    int calls_ = 0;
-};
-
-TEST_F(CompactTest, AFailedSecondPassIsNotUndoneAndKeepsTheCopy) {
-    FillAndThin();
-    SpoilCopyUi spoil(dir / "tmp");
-    EXPECT_FALSE(maintenance::CompactDB(settings, spoil, message));
-    const auto lines = ExpectFailureIn("{-} Second pass compacting");
-    EXPECT_FALSE(fs::exists(dbFile));
-    ASSERT_EQ(TempFiles().size(), 1u);
-    ASSERT_GE(lines.size(), 3u);
-    EXPECT_EQ(lines[2], "{ } Destination           : " + TempFiles()[0].string());
+    // Compacted and in place all the same: the copy of what was there stays.
+    EXPECT_TRUE(fs::exists(safetyCopy));
 }
 
 TEST_F(CompactTest, AMissingDatabaseFailsBeforeTheFirstPass) {
     connection.Close();
     fs::remove(dbFile);
-    EXPECT_FALSE(maintenance::CompactDB(settings, ui, message));
+    EXPECT_FALSE(Compact());
     EXPECT_EQ(ExpectFailureIn("{-} Removing old destination file").size(), 5u);
     EXPECT_NE(message.find(dbFile), std::string::npos) << message;
 }

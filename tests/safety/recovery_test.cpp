@@ -20,12 +20,11 @@ using testsupport::WriteFile;
 
 class RecoveryTest : public safetytest::SafetyTest {
 public:
-    // A checked replacement beside the database, one tenant more.
-    std::string Replacement() {
+    // A checked replacement beside the held database, one tenant more.
+    std::string Replacement(safety::DatabaseHold& hold) {
         const std::string w = dbFile + ".upgrading";
-        safety::DatabaseHold hold;
         std::string error;
-        EXPECT_TRUE(hold.Begin(dbFile, error) && hold.CopyTo(w, error)) << error;
+        EXPECT_TRUE(hold.CopyTo(w, error)) << error;
         db::Connection c;
         c.Open(w);
         c.Execute("INSERT INTO Tenant VALUES (3, 'Cy')");
@@ -47,7 +46,7 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
             if (hold.Begin(t.dbFile, error) &&
                 safety::KeepDatabaseAside(t.dbFile, "upgrade", clock, copy, error))
                 g.SetSafetyCopy(copy.path);
-            const std::string w = t.Replacement();
+            const std::string w = t.Replacement(hold);
             g.AddLeftover(w);
             g.SetReplacement(w, {safety::VersionChange::Kind::Write, 9});
             if (renamed)
