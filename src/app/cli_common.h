@@ -25,7 +25,24 @@ void PrepareSettings(Context& ctx);
 // Locates the database of --altdb without a log. When no folder is
 // registered for it, says so with what to do and returns false: the
 // database name would otherwise be taken relative to the working folder.
+// False too while an operation on the database that was cut off has not
+// been recovered (InterruptedRunPending).
 bool LocateRegisteredDatabase(Context& ctx);
+
+// Whether an operation on the located database was cut off and not yet
+// recovered; if so, says on stderr which, when, and what 'ostrand-cli
+// recover' does about it. Every command that locates the database then
+// exits 1 until recover has run.
+bool InterruptedRunPending(const startup::RunSettings& settings);
+
+// What a failed operation's terminal output ends with: the last error line
+// of the run log just closed, on stderr, so that nobody needs the log to
+// learn why.
+void PrintCause(const startup::RunSettings& settings);
+
+// The line that tells where the database as it was is kept; nothing when no
+// copy was kept.
+void PrintSafetyCopy(const std::string& path);
 
 // A progress bar on stderr, drawn only when stderr is a terminal.
 class TerminalProgress final : public util::Progress {
@@ -65,5 +82,6 @@ void RegisterUpgradeCommands(CLI::App& app, Context& ctx);
 void RegisterMaintenanceCommands(CLI::App& app, Context& ctx);
 void RegisterBackupCommands(CLI::App& app, Context& ctx);
 void RegisterLoanCommands(CLI::App& app, Context& ctx);
+void RegisterSafetyCommands(CLI::App& app, Context& ctx);
 
 } // namespace cli

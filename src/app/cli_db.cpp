@@ -84,6 +84,9 @@ int RunSchema(Context& ctx, const SchemaOptions& opt) {
                       << "\": give --db FILE, or register one with 'ostrand-cli connect FOLDER'.\n";
             return 1;
         }
+        if (InterruptedRunPending(s)) {
+            return 1;
+        }
         file = s.DBFile;
     }
     db::Connection connection;

@@ -40,8 +40,9 @@ private:
 
 void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
     CLI::App* compact = app.add_subcommand(
-        "compact", "Compact the located database in two passes through a temporary copy, "
-                   "writing Ostrand.log as the options wizard does, and print the outcome");
+        "compact", "Compact the located database into a copy beside it, check the copy and put "
+                   "it in the database's place, keeping the database as it was in SafetyCopies; "
+                   "writes Ostrand.log as the options wizard does and prints the outcome");
     AddAltDbOption(compact, ctx);
     compact->callback([&ctx] {
         PrepareSettings(ctx);
@@ -52,12 +53,13 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
         }
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         TerminalUi ui(false);
-        std::string message;
+        std::string message, safetyCopy;
         platform::SystemClock clock;
-        const bool ok = maintenance::CompactDB(s, ui, message, clock);
+        const bool ok = maintenance::CompactDB(s, ui, message, clock, &safetyCopy);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         std::cout << util::Replace(message, "\r\n", "\n") << "\n";
+        PrintSafetyCopy(safetyCopy);
         ctx.exitCode = ok ? 0 : 1;
     });
 
@@ -72,6 +74,11 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
     diag->callback([&ctx, yes, view] {
         PrepareSettings(ctx);
         startup::RunSettings& s = ctx.settings;
+        startup::FindDatabase(s);
+        if (InterruptedRunPending(s)) {
+            ctx.exitCode = 1;
+            return;
+        }
         TerminalUi terminal(*yes);
         RefusalWatch ui(terminal);
         maintenance::SystemProbe probe(*view);

@@ -2,6 +2,7 @@
 // command line, and where the database is.
 
 #include "app/cli_common.h"
+#include "safety/recovery.h"
 #include "startup/init.h"
 #include "startup/locator.h"
 #include "startup/start_mode.h"
@@ -41,6 +42,14 @@ void PrintSettings(const startup::RunSettings& s) {
               << "SecurityLevel = " << s.SecurityLevel << "\n";
 }
 
+// A newer database reads as current, but nothing here may change it.
+bool WarnIfNewer(const startup::RunSettings& s, const startup::LocateFindings& f) {
+    if (f.newer) {
+        std::cerr << startup::NewerDatabaseText(s.DBFile, f.version) << "\n";
+    }
+    return f.newer;
+}
+
 } // namespace
 
 void PrepareSettings(Context& ctx) {
@@ -48,10 +57,36 @@ void PrepareSettings(Context& ctx) {
     ctx.settings.AltDB = ctx.altdb;
 }
 
+bool InterruptedRunPending(const startup::RunSettings& settings) {
+    if (settings.DBFile.empty()) {
+        return false;
+    }
+    const auto interruption = safety::FindInterruption(settings.DBFile);
+    if (!interruption) {
+        return false;
+    }
+    std::cerr << safety::DescribeInterruption(*interruption)
+              << " Run 'ostrand-cli recover' to do so.\n";
+    return true;
+}
+
+void PrintCause(const startup::RunSettings& settings) {
+    const std::string cause = startup::LastErrorLine(startup::RunLogPath(settings));
+    if (!cause.empty()) {
+        std::cerr << "Cause: " << cause << "\n";
+    }
+}
+
+void PrintSafetyCopy(const std::string& path) {
+    if (!path.empty()) {
+        std::cout << "Safety copy: " << path << "\n";
+    }
+}
+
 bool LocateRegisteredDatabase(Context& ctx) {
     startup::LocateDatabase(ctx.settings, 0);
     if (!ctx.settings.DBPath.empty()) {
-        return true;
+        return !InterruptedRunPending(ctx.settings);
     }
     std::cerr << "No database folder is registered for \"" << ctx.settings.AltDB
               << "\": create one with 'ostrand-cli create FOLDER' or register an existing one "
@@ -74,12 +109,17 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
         s.AltDB = ctx.altdb; // an /altdb= in ARGS still wins
         startup::ParseCommandLine(s, startup::JoinCommandLine(*args));
         startup::CreateWorkingFolders(s.AppPath);
-        startup::DBStatus status = startup::LocateDatabase(s, 0);
+        const startup::LocateFindings f = startup::FindDatabase(s);
+        if (InterruptedRunPending(s)) {
+            ctx.exitCode = 1;
+            return;
+        }
+        const startup::StartMode opens = startup::ChooseStartMode(s, f.status);
         PrintSettings(s);
-        std::cout << "DBStatus = " << status << "\n"
-                  << "Opens = " << startup::StartModeName(startup::ChooseStartMode(s, status))
-                  << "\n";
-        ctx.exitCode = 0;
+        std::cout << "DBStatus = " << f.status << "\n"
+                  << "Opens = " << startup::StartModeName(opens) << "\n";
+        // The upgrade wizard would refuse a newer database at once.
+        ctx.exitCode = WarnIfNewer(s, f) && opens == startup::StartMode::Upgrade ? 1 : 0;
     });
 
     CLI::App* locate = app.add_subcommand(
@@ -90,10 +130,15 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
     locate->callback([&ctx] {
         PrepareSettings(ctx);
         startup::LocateFindings f = startup::FindDatabase(ctx.settings);
+        if (InterruptedRunPending(ctx.settings)) {
+            ctx.exitCode = 1;
+            return;
+        }
         for (const auto& line : startup::LocatorLogLines(ctx.settings, f)) {
             std::cout << line << "\n";
         }
         std::cout << "DBStatus = " << f.status << "\n";
+        WarnIfNewer(ctx.settings, f);
         ctx.exitCode = 0;
     });
 }

@@ -38,6 +38,7 @@ int RunUpgradeCommand(Context& ctx) {
 
     bool ok = false;
     std::string status;
+    upgrade::UpgradeOutcome outcome;
     {
         TerminalProgress bar;
         StatusKeeper progress(bar);
@@ -47,12 +48,16 @@ int RunUpgradeCommand(Context& ctx) {
         // The log is opened and closed around the run, as the wizard page does;
         // a log that cannot be opened leaves the run without one.
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
-        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock);
+        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock, &outcome);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         status = progress.status;
     }
     std::cout << status << "\n";
+    PrintSafetyCopy(outcome.safetyCopy);
+    if (!ok) {
+        PrintCause(s);
+    }
     return ok ? 0 : 1;
 }
 
@@ -60,9 +65,10 @@ int RunUpgradeCommand(Context& ctx) {
 
 void RegisterUpgradeCommands(CLI::App& app, Context& ctx) {
     CLI::App* sub = app.add_subcommand(
-        "upgrade", "Bring the located database up to the current version: back it up into a "
-                   "temporary archive, convert its structure and data, write the new version "
-                   "file, and put the backup back if anything fails (log in Ostrand.log)");
+        "upgrade", "Bring the located database up to the current version: convert a copy "
+                   "beside it, check it and put it in the database's place with the new version "
+                   "file, keeping the database as it was in SafetyCopies; a failure leaves the "
+                   "database as it was (log in Ostrand.log)");
     AddAltDbOption(sub, ctx);
     sub->callback([&ctx] { ctx.exitCode = RunUpgradeCommand(ctx); });
 }

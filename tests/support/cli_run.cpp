@@ -1,4 +1,5 @@
 #include "support/cli_run.h"
+#include "support/temp_dir.h"
 
 #include <cstdio>
 #include <sys/wait.h>
@@ -10,7 +11,7 @@ CliResult RunCli(const std::string& root, const std::string& args, const std::st
     std::string cmd = cwd.empty() ? "" : "cd '" + cwd + "' && ";
     cmd += env + " KETROVA_HOME='" + root + "home/' KETROVA_REGISTRY='" + root +
            "registry.reg' KETROVA_USER_SETTINGS='" + root +
-           "settings.ini' '" OSTRAND_BIN_DIR "/ostrand-cli' " + args + " 2>/dev/null";
+           "settings.ini' '" OSTRAND_BIN_DIR "/ostrand-cli' " + args + " 2>'" + root + "cli.err'";
     CliResult r;
     FILE* p = ::popen(cmd.c_str(), "r");
     if (!p) {
@@ -23,6 +24,8 @@ CliResult RunCli(const std::string& root, const std::string& args, const std::st
     }
     const int status = ::pclose(p);
     r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.err = ReadFile(root + "cli.err");
+    std::remove((root + "cli.err").c_str());
     return r;
 }
 

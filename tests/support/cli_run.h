@@ -9,7 +9,8 @@ namespace testsupport {
 
 struct CliResult {
     int exitCode = -1; // -1 when the program could not be run or did not exit
-    std::string out;   // standard output; standard error is dropped
+    std::string out;   // standard output
+    std::string err;   // standard error
 };
 
 // `root` ends in "/"; the program folder is root + "home/", the registry

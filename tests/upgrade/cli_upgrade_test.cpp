@@ -2,6 +2,9 @@
 // registry store, database and temporary folder.
 
 #include "old_databases.h"
+#include "safety/operation_guard.h"
+#include "safety/safety_copy.h"
+#include "safety/safety_fixture.h"
 #include "startup/locator.h"
 #include "startup/registry.h"
 #include "support/cli_run.h"
@@ -10,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 
 using testsupport::CliResult;
 using testsupport::ReadFile;
@@ -43,7 +47,10 @@ protected:
 TEST_F(UpgradeCommand, UpgradesTheRegisteredDatabaseAndLogsTheRun) {
     CliResult r = Run("");
     EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "Database upgraded successfully.\n");
+    const auto copies = safety::ListSafetyCopies(dir.str() + "data/Ketrova.mdb");
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(r.out, "Database upgraded successfully.\nSafety copy: " + copies[0].path + "\n");
+    EXPECT_TRUE(fs::is_empty(dir / "tmp"));
     EXPECT_EQ(ReadFile(dir / "data/Version").substr(0, 1), "9");
     const std::string log = ReadFile(dir / "home/Ostrand.log");
     EXPECT_EQ(
@@ -51,15 +58,51 @@ TEST_F(UpgradeCommand, UpgradesTheRegisteredDatabaseAndLogsTheRun) {
         0u);
 }
 
+// Failed or refused: the database stays as it was, and the terminal says why.
 TEST_F(UpgradeCommand, AFailedRunExitsWithOneAndLeavesTheDatabaseAsItWas) {
-    fs::remove(dir / "home/Ketrova.ddf");
-    const std::string before = ReadFile(dir / "data/Ketrova.mdb");
-    CliResult r = Run("");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.out, "Database upgrade failed.\n");
-    EXPECT_TRUE(ReadFile(dir / "data/Ketrova.mdb") == before);
-    EXPECT_NE(ReadFile(dir / "home/Ostrand.log").find("{*} Database template file not found: "),
-              std::string::npos);
+    struct Case {
+        const char* what;
+        const char* out;
+        const char* said; // on stderr
+    };
+    const Case cases[] = {
+        {"no template", "Database upgrade failed.\n", "Cause: Database template file not found: "},
+        {"newer database", "Database upgrade failed.\n", "is version 12, newer than version 9,"},
+        {"another Ostrand", "Database upgrade failed.\n", "Another Ostrand is working on "},
+        {"another program has it open", "Database upgrade failed.\n", " is open in "},
+        {"an interrupted run", "", "Run 'ostrand-cli recover'"},
+    };
+    const std::string db = dir.str() + "data/Ketrova.mdb";
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string what = c.what;
+        fs::copy_file(OSTRAND_SOURCE_DIR "/data/Ketrova.ddf", dir / "home/Ketrova.ddf",
+                      fs::copy_options::overwrite_existing);
+        testsupport::WriteFile(dir / "data/Version", what == "newer database" ? "12\r\n" : "5\r\n");
+        if (what == "no template")
+            fs::remove(dir / "home/Ketrova.ddf");
+        platform::FixedClock clock({2026, 11, 23, 9, 0, 0});
+        safety::OperationGuard other(db, "compact", clock);
+        std::optional<safetytest::HeldOpenElsewhere> holder;
+        std::string error;
+        if (what == "another Ostrand") {
+            ASSERT_TRUE(other.Begin(error)) << error;
+        } else if (what == "another program has it open") {
+            holder.emplace(db);
+        } else if (what == "an interrupted run") {
+            testsupport::WriteFile(safety::MarkerPathFor(db), "operation=upgrade\npid=1\n");
+        }
+        const std::string before = ReadFile(db), version = ReadFile(dir / "data/Version");
+        CliResult r = Run("");
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.out, c.out);
+        EXPECT_NE(r.err.find(c.said), std::string::npos) << r.err;
+        EXPECT_TRUE(ReadFile(db) == before);
+        EXPECT_EQ(ReadFile(dir / "data/Version"), version);
+        EXPECT_TRUE(safety::ListSafetyCopies(db).empty());
+        EXPECT_TRUE(fs::is_empty(dir / "tmp"));
+        fs::remove(safety::MarkerPathFor(db));
+    }
 }
 
 TEST_F(UpgradeCommand, AnUnregisteredDatabaseNameIsAFailureWithoutARun) {
