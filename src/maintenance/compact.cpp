@@ -187,14 +187,13 @@ bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string
     // What the run made for itself goes; a copy that never replaced the
     // database is no copy, and a name of the database kept aside is none
     // either while the database is still that file.
-    std::error_code ec;
     if (guard.marker().replacement != compacted) {
-        fs::remove(compacted, ec);
+        safety::DiscardWorkingFile(compacted);
     }
     safety::DropCopyStillLinkedTo(kept.path, database);
     hold.Release();
     guard.End();
-    fs::remove(compacted, ec); // still named by the marker above: only now ours to remove
+    safety::DiscardWorkingFile(compacted); // still named by the marker above: only now ours
     if (!result) {
         Log(settings, "{*} Error " + std::to_string(number) + " " + description);
         message = "The following error has occured:\r\n" + description;

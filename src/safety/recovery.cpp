@@ -33,7 +33,7 @@ void RemoveOwnFile(const std::string& path, const Marker& m) {
         (!m.safetyCopy.empty() && fs::equivalent(path, m.safetyCopy, ec))) {
         return;
     }
-    fs::remove(path, ec);
+    DiscardWorkingFile(path);
 }
 
 } // namespace

@@ -50,6 +50,12 @@ std::string FolderOf(const std::string& file) {
 
 } // namespace
 
+void DiscardWorkingFile(const std::string& path) {
+    std::error_code ec;
+    fs::remove(path, ec);
+    fs::remove(path + "-journal", ec);
+}
+
 bool DatabaseHold::Begin(const std::string& dbFile, std::string& error) {
     Release();
     try {
@@ -223,14 +229,14 @@ bool InstallCopy(OperationGuard& guard, const std::string& copyPath, const std::
         error = "The marker of this run cannot be written beside " + dbFile + ".";
         return false;
     }
-    fs::remove(working, ec); // left by an earlier run that was cut off: ours
+    DiscardWorkingFile(working); // left by an earlier run that was cut off: ours
     bool raw = false;
     if (!CopyDatabase(copyPath, working, error, &raw)) {
         return false;
     }
     const std::string problem = raw ? "it is no database" : CheckIntegrity(working);
     if (!problem.empty()) {
-        fs::remove(working, ec);
+        DiscardWorkingFile(working);
         error = "The copy " + copyPath + " fails the database check (" + problem +
                 "); the database was left as it is.";
         return false;
@@ -239,7 +245,7 @@ bool InstallCopy(OperationGuard& guard, const std::string& copyPath, const std::
         // While the marker still names it, its absence would tell a recovery
         // that the database had been replaced.
         if (!replaced && guard.marker().replacement != working) {
-            fs::remove(working, ec);
+            DiscardWorkingFile(working);
         }
         return false;
     }

@@ -50,6 +50,11 @@ private:
     db::Connection connection_;
 };
 
+// Removes a file an operation wrote for itself beside the database, with
+// the journal the engine may have left beside it when the run was cut off.
+// Never the database: callers pass only names of their own making.
+void DiscardWorkingFile(const std::string& path);
+
 // The rows of every table of a database file.
 bool CountRows(const std::string& file, std::map<std::string, int64_t>& counts, std::string& error);
 

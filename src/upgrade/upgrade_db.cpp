@@ -95,8 +95,7 @@ bool DatabaseUpgradeSteps::MakeWorkingCopy() {
         !guard_.AddLeftover(working_)) {
         return Refuse(error.empty() ? "The marker of this run cannot be written." : error);
     }
-    std::error_code ec;
-    fs::remove(working_, ec); // a cut-off run's, recovered without it: ours
+    safety::DiscardWorkingFile(working_); // a cut-off run's, recovered without it: ours
     if (!hold_.CopyTo(working_, error) ||
         !safety::KeepDatabaseAside(dbFile_, "upgrade", clock_, kept_, error, space_)) {
         return Refuse(error);
@@ -256,7 +255,7 @@ std::string DatabaseUpgradeSteps::Finish() {
     // absence would tell a recovery the database had been replaced.
     const bool claimed = guard_.marker().replacement == working_;
     if (!claimed) {
-        fs::remove(working_, ec);
+        safety::DiscardWorkingFile(working_);
     }
     safety::DropCopyStillLinkedTo(kept_.path, dbFile_);
     if (!kept_.path.empty() && !util::FileExists(kept_.path)) {
@@ -264,8 +263,8 @@ std::string DatabaseUpgradeSteps::Finish() {
     }
     hold_.Release();
     guard_.End();
-    if (claimed && util::FileExists(working_)) {
-        fs::remove(working_, ec);
+    if (claimed) {
+        safety::DiscardWorkingFile(working_);
     }
     if (!kept_.path.empty()) {
         startup::Log(settings_, "{ } Safety copy: " + kept_.path);
