@@ -118,8 +118,11 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
         PrintSettings(s);
         std::cout << "DBStatus = " << f.status << "\n"
                   << "Opens = " << startup::StartModeName(opens) << "\n";
-        // The upgrade wizard would refuse a newer database at once.
-        ctx.exitCode = WarnIfNewer(s, f) && opens == startup::StartMode::Upgrade ? 1 : 0;
+        // The program opens neither wizard that could change a newer database.
+        ctx.exitCode = WarnIfNewer(s, f) && (opens == startup::StartMode::Upgrade ||
+                                             opens == startup::StartMode::Options)
+                           ? 1
+                           : 0;
     });
 
     CLI::App* locate = app.add_subcommand(

@@ -59,7 +59,7 @@ int main(int argc, char** argv) {
     const std::unique_ptr<QWidget> window =
         wizards::StartUp(context, startup::JoinCommandLine(args));
     if (!window) {
-        return 0; // the diagnostics ran; there is no window to wait for
+        return 0; // the diagnostics ran, or a newer database was refused: no window to wait for
     }
     window->show();
     return app.exec();

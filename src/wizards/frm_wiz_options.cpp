@@ -2,6 +2,9 @@
 
 #include "maintenance/compact.h"
 #include "maintenance/diagnostics.h"
+#include "safety/put_back.h"
+#include "safety/safety_copy.h"
+#include "util/format.h"
 #include "wizards/frm_restore.h"
 #include "wizards/pictures.h"
 #include "wizards/report_probe.h"
@@ -9,7 +12,9 @@
 #include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
 #include <QRadioButton>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 
 #include <string>
@@ -17,7 +22,7 @@
 namespace wizards {
 
 frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizOptions", "Ketrova Database Wizard", 3,
+    : WizardWindow(context.settings, context.ui, "frmWizOptions", "Ketrova Database Wizard", 4,
                    "options", parent),
       context_(context) {
     SetPageHeading(PageChoice, "Database maintenance");
@@ -27,9 +32,9 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
             "with the database.");
     PageLayout(PageChoice)->addSpacing(6);
     const char* const options[] = {"Compress the Database", "Run Database Diagnostics",
-                                   "Restore the Database"};
+                                   "Restore the Database", "Put back a safety copy"};
     auto* group = new QButtonGroup(this);
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 4; ++i) {
         optOptions_[i] = new QRadioButton(options[i], Page(PageChoice));
         optOptions_[i]->setObjectName(QString("optOptions_%1").arg(i));
         group->addButton(optOptions_[i], i);
@@ -66,6 +71,26 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     lblFinish_ = AddText(PageFinish, "Press Finish to close this wizard.", "lblFinish");
     PageLayout(PageFinish)->addStretch(1);
 
+    SetPageHeading(PageCopies, "Put back a safety copy");
+    AddText(PageCopies,
+            "Before each upgrade, compression or put-back Ketrova keeps the database as it was. "
+            "Choose the copy to put back and press Start: it takes the database's place with "
+            "its version file, and the database as it is now is kept as a safety copy of its "
+            "own.");
+    lstCopies_ = new QTreeWidget(Page(PageCopies));
+    lstCopies_->setObjectName("lstCopies");
+    lstCopies_->setHeaderLabels({"Name", "Date and time", "Operation", "Size"});
+    lstCopies_->setRootIsDecorated(false);
+    lstCopies_->setSelectionMode(QAbstractItemView::SingleSelection);
+    PageLayout(PageCopies)->addWidget(lstCopies_, 1);
+    lblNoCopies_ =
+        AddText(PageCopies, "There are no safety copies of this database yet.", "lblNoCopies");
+    connect(lstCopies_, &QTreeWidget::itemSelectionChanged, this, [this] {
+        if (Tag(ActionButton) == "COPIES_2") {
+            Button(ActionButton)->setEnabled(!lstCopies_->selectedItems().isEmpty());
+        }
+    });
+
     Register("START_OPTIONS", [this] { Start_Options(); });
     Register("COMPRESS_1", [this] { Compress_1(); });
     Register("COMPRESS_2", [this] { Compress_2(); });
@@ -75,6 +100,8 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     Register("RUNDIAGS", [this] { RunDiags(); });
     Register("RESTORE", [this] { Restore(); });
     Register("START_RESTORE", [this] { StartRestore(); });
+    Register("COPIES", [this] { Copies_1(); });
+    Register("COPIES_2", [this] { Copies_2(); });
     Register("EXIT", [this] { close(); });
     Register("CANCEL", [this] { close(); });
 
@@ -89,6 +116,8 @@ void frmWizOptions::Start_Options() {
         SetTag(ActionButton, "COMPRESS_1");
     } else if (optOptions_[2]->isChecked()) {
         SetTag(ActionButton, "RESTORE");
+    } else if (optOptions_[3]->isChecked()) {
+        SetTag(ActionButton, "COPIES");
     } else {
         SetTag(ActionButton, "DIAGS");
     }
@@ -96,8 +125,8 @@ void frmWizOptions::Start_Options() {
 }
 
 void frmWizOptions::OptionChosen(int index) {
-    const char* const words[] = {"COMPRESS_1", "DIAGS", "RESTORE"};
-    if (index >= 0 && index < 3) {
+    const char* const words[] = {"COMPRESS_1", "DIAGS", "RESTORE", "COPIES"};
+    if (index >= 0 && index < 4) {
         SetTag(ActionButton, words[index]);
     }
 }
@@ -120,10 +149,12 @@ void frmWizOptions::Compress_2() {
     lblRunning_->show();
     bool compacted = false;
     std::string message;
+    safetyCopy_.clear();
     RunLocked([&] {
         RunLogScope log(settings_);
         try {
-            compacted = maintenance::CompactDB(settings_, ui_, message, context_.clock);
+            compacted =
+                maintenance::CompactDB(settings_, ui_, message, context_.clock, &safetyCopy_);
         } catch (const std::exception& e) {
             compacted = false;
             message = std::string("The following error has occured:\r\n") + e.what();
@@ -166,17 +197,60 @@ void frmWizOptions::Restore() {
 }
 
 void frmWizOptions::Finish_Success() {
-    lblFinish_->setText(SuccessPageText("The database compression was successful.", ""));
+    lblFinish_->setText(SuccessPageText("The database compression was successful.", safetyCopy_));
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "Compression complete");
     ShowPage(PageFinish);
 }
 
 void frmWizOptions::Finish_Failure() {
-    lblFinish_->setText(FailurePageText("Database compression failure.", settings_, ""));
+    lblFinish_->setText(FailurePageText("Database compression failure.", settings_, safetyCopy_));
     // The finishing face that closes: this wizard starts nothing afterwards.
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "Compression failed");
+    ShowPage(PageFinish);
+}
+
+void frmWizOptions::Copies_1() {
+    lstCopies_->clear();
+    for (const auto& copy : safety::ListSafetyCopies(settings_.DBFile)) {
+        auto* item = new QTreeWidgetItem(
+            lstCopies_, {QString::fromStdString(copy.name), QString::fromStdString(copy.taken),
+                         QString::fromStdString(copy.operation),
+                         QString::fromStdString(util::Format(double(copy.size), "#,###"))});
+        item->setData(0, Qt::UserRole, QString::fromStdString(copy.name));
+    }
+    for (int column = 0; column < lstCopies_->columnCount(); ++column) {
+        lstCopies_->resizeColumnToContents(column);
+    }
+    lblNoCopies_->setVisible(lstCopies_->topLevelItemCount() == 0);
+    ResetAll(true, false, true, FaceStart);
+    SetTag(BackButton, "START_OPTIONS");
+    SetTag(ActionButton, "COPIES_2");
+    ShowPage(PageCopies);
+}
+
+void frmWizOptions::Copies_2() {
+    const auto selected = lstCopies_->selectedItems();
+    if (selected.isEmpty()) {
+        return;
+    }
+    const std::string name = selected.front()->data(0, Qt::UserRole).toString().toStdString();
+    ResetAll(false, false, false, FaceNext);
+    ShowPage(PageCopies);
+    bool ok = false;
+    safety::SafetyCopy kept;
+    RunLocked([&] {
+        RunLogScope log(settings_);
+        std::string error;
+        ok = safety::PutBackSafetyCopy(settings_, name, context_.clock, kept, error);
+    });
+    const QString first = "The safety copy " + QString::fromStdString(name) + " was put back.";
+    lblFinish_->setText(
+        ok ? SuccessPageText(first, kept.path)
+           : FailurePageText("The safety copy could not be put back.", settings_, kept.path));
+    ResetAll(false, true, true, FaceSuccess);
+    SetPageHeading(PageFinish, ok ? "Safety copy put back" : "Putting back failed");
     ShowPage(PageFinish);
 }
 

@@ -1,14 +1,17 @@
 #pragma once
 // The options wizard for a current database: compress it, run the
-// diagnostics report, or hand over to the restore window.
+// diagnostics report, hand over to the restore window, or put back one of
+// the safety copies kept before earlier operations.
 
 #include "wizards/wizard_context.h"
 #include "wizards/wizard_window.h"
 
 #include <memory>
+#include <string>
 
 class QLabel;
 class QRadioButton;
+class QTreeWidget;
 
 namespace wizards {
 
@@ -17,7 +20,7 @@ class frmRestore;
 class frmWizOptions : public WizardWindow {
     Q_OBJECT
 public:
-    enum PageIndex { PageChoice = 0, PageCompress = 1, PageFinish = 2 };
+    enum PageIndex { PageChoice = 0, PageCompress = 1, PageFinish = 2, PageCopies = 3 };
 
     explicit frmWizOptions(const WizardContext& context, QWidget* parent = nullptr);
     ~frmWizOptions() override;
@@ -29,6 +32,9 @@ public:
     void Restore();
     void Finish_Success();
     void Finish_Failure();
+    // The safety copies to choose from, and the put-back of the chosen one.
+    void Copies_1();
+    void Copies_2();
 
     // The restore window once START_RESTORE made it; it outlives this wizard's window.
     frmRestore* RestoreWindow() const { return restore_.get(); }
@@ -39,11 +45,14 @@ private:
     void StartRestore();
 
     WizardContext context_;
-    QRadioButton* optOptions_[3] = {};
+    QRadioButton* optOptions_[4] = {};
     QLabel* lblRunning_ = nullptr;
     QLabel* lblResult_ = nullptr;
     QLabel* imgSuccess_ = nullptr;
     QLabel* lblFinish_ = nullptr;
+    QTreeWidget* lstCopies_ = nullptr;
+    QLabel* lblNoCopies_ = nullptr;
+    std::string safetyCopy_; // where the last compaction kept the database as it was
     std::unique_ptr<frmRestore> restore_;
 };
 

@@ -18,8 +18,9 @@ frmWizUpgrade::frmWizUpgrade(const WizardContext& context, QWidget* parent)
     AddText(PageIntro,
             "This version of Ketrova keeps its data in a newer database structure. This wizard "
             "brings your database up to date and converts its data; nothing is lost.");
-    AddText(PageIntro, "A copy of the database is taken before anything is changed, and it is "
-                       "put back should the upgrade fail.");
+    AddText(PageIntro, "The upgrade converts a copy beside your database, and puts it in the "
+                       "database's place only once it has passed its checks. Your database as "
+                       "it was is kept in the SafetyCopies folder beside it.");
     PageLayout(PageIntro)->addStretch(1);
 
     SetPageHeading(PageReady, "Ready to upgrade");
@@ -77,30 +78,33 @@ void frmWizUpgrade::RUNUPGRADE_2() {
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageRun);
     bool upgraded = false;
+    upgrade::UpgradeOutcome outcome;
     RunLocked([&] {
         RunLogScope log(settings_);
         BarProgress progress(pgbMakeDB_, lblCreateStatus_);
         try {
-            upgraded =
-                upgrade::UpgradeDB(settings_, context_.connection, progress, ui_, context_.clock);
+            upgraded = upgrade::UpgradeDB(settings_, context_.connection, progress, ui_,
+                                          context_.clock, &outcome);
         } catch (...) {
             upgraded = false; // the outcome page and the log carry the failure
         }
     });
+    safetyCopy_ = outcome.safetyCopy;
     ResetAll(false, true, false, FaceNext);
     SetTag(ActionButton, upgraded ? "FINISH_SUCCESS" : "FINISH_FAILURE");
     ShowPage(PageRun);
 }
 
 void frmWizUpgrade::Finish_Success() {
-    lblFinish_->setText(SuccessPageText("The Ketrova database upgrade was successful.", ""));
+    lblFinish_->setText(
+        SuccessPageText("The Ketrova database upgrade was successful.", safetyCopy_));
     ResetAll(false, true, false, FaceSuccess);
     SetPageHeading(PageRun, "The database is up to date");
     ShowPage(PageRun);
 }
 
 void frmWizUpgrade::Finish_Failure() {
-    lblFinish_->setText(FailurePageText("Database upgrade failure.", settings_, ""));
+    lblFinish_->setText(FailurePageText("Database upgrade failure.", settings_, safetyCopy_));
     ResetAll(false, true, false, FaceFailure);
     SetPageHeading(PageRun, "The database could not be upgraded");
     ShowPage(PageRun);

@@ -5,6 +5,8 @@
 #include "wizards/wizard_context.h"
 #include "wizards/wizard_window.h"
 
+#include <string>
+
 class QLabel;
 class QProgressBar;
 
@@ -29,6 +31,7 @@ private:
     QProgressBar* pgbMakeDB_ = nullptr;
     QLabel* lblCreateStatus_ = nullptr;
     QLabel* lblFinish_ = nullptr;
+    std::string safetyCopy_; // where the last run kept the database as it was
 };
 
 } // namespace wizards

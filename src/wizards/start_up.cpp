@@ -1,14 +1,58 @@
 #include "wizards/start_up.h"
 
 #include "maintenance/diagnostics.h"
+#include "safety/recovery.h"
 #include "startup/init.h"
 #include "startup/locator.h"
+#include "util/paths.h"
 #include "wizards/frm_wiz_new.h"
 #include "wizards/frm_wiz_options.h"
 #include "wizards/frm_wiz_upgrade.h"
 #include "wizards/report_probe.h"
 
+#include <optional>
+#include <string>
+
 namespace wizards {
+
+namespace {
+
+constexpr const char* kInterruptedTitle = "Interrupted Operation";
+
+// An operation on the database that was cut off is dealt with before any
+// wizard opens: the user learns which one and when, and decides whether a
+// database it may have changed part way gets its safety copy back.
+void DealWithInterruption(const WizardContext& c) {
+    const std::string& db = c.settings.DBFile;
+    const auto interruption = db.empty() ? std::nullopt : safety::FindInterruption(db);
+    if (!interruption) {
+        return;
+    }
+    const safety::Marker& m = interruption->marker;
+    const std::string what = safety::DescribeInterrupted(m);
+    bool putBack = false;
+    if (interruption->state == safety::LeftState::MayBeTouched && !m.safetyCopy.empty() &&
+        util::FileExists(m.safetyCopy)) {
+        putBack = c.ui.MessageBox(what +
+                                      "\n\nThe database may have been changed part way. Put the "
+                                      "safety copy back?\n\nYes puts " +
+                                      m.safetyCopy +
+                                      " back and keeps what is there now as a safety copy of "
+                                      "its own. No keeps the database as it is.",
+                                  util::Buttons::YesNo, util::Icon::Exclamation,
+                                  kInterruptedTitle) == util::Answer::Yes;
+    }
+    std::string done, error;
+    if (safety::Recover(db, c.clock, putBack, done, error)) {
+        c.ui.MessageBox(what + "\n\n" + done, util::Buttons::OK, util::Icon::Information,
+                        kInterruptedTitle);
+    } else {
+        c.ui.MessageBox(what + "\n\nIt could not be put right: " + error, util::Buttons::OK,
+                        util::Icon::Critical, kInterruptedTitle);
+    }
+}
+
+} // namespace
 
 std::unique_ptr<QWidget> MakeStartWindow(startup::StartMode mode, const WizardContext& context) {
     switch (mode) {
@@ -26,8 +70,17 @@ std::unique_ptr<QWidget> MakeStartWindow(startup::StartMode mode, const WizardCo
 
 std::unique_ptr<QWidget> StartUp(const WizardContext& context, std::string_view commandLine) {
     startup::InitGlobals(context.settings, commandLine);
-    const startup::DBStatus status = startup::LocateDatabase(context.settings, 0);
-    const startup::StartMode mode = startup::ChooseStartMode(context.settings, status);
+    startup::LocateDatabase(context.settings, 0);
+    DealWithInterruption(context);
+    const startup::LocateFindings found = startup::FindDatabase(context.settings);
+    const startup::StartMode mode = startup::ChooseStartMode(context.settings, found.status);
+    // A newer program's database: the wizards that would change it do not open.
+    if (found.newer &&
+        (mode == startup::StartMode::Upgrade || mode == startup::StartMode::Options)) {
+        context.ui.MessageBox(startup::NewerDatabaseText(context.settings.DBFile, found.version),
+                              util::Buttons::OK, util::Icon::Exclamation, "Newer Database");
+        return nullptr;
+    }
     if (mode == startup::StartMode::Diagnostics) {
         ReportProbe probe(context.ui);
         maintenance::RunDiagnostics(context.settings, context.connection, context.ui, context.clock,

@@ -17,8 +17,11 @@ namespace wizards {
 // The wizard for a mode, ready to show; nullptr for the diagnostics mode.
 std::unique_ptr<QWidget> MakeStartWindow(startup::StartMode mode, const WizardContext& context);
 
-// InitGlobals with `commandLine`, the locator, the mode choice; runs the
+// InitGlobals with `commandLine`, the locator, an interrupted operation
+// dealt with (a box before any wizard), the mode choice; runs the
 // diagnostics there and then (returning nullptr), or returns the wizard.
+// A database newer than this program knows opens neither the upgrade nor
+// the options wizard: a box says why, and nothing is returned.
 std::unique_ptr<QWidget> StartUp(const WizardContext& context, std::string_view commandLine);
 
 } // namespace wizards

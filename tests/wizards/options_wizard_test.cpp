@@ -1,6 +1,8 @@
 // The options wizard on a current database: compaction end to end, the
 // diagnostics report, and the hand-over to the restore window.
 
+#include "db/connection.h"
+#include "safety/safety_copy.h"
 #include "startup/locator.h"
 #include "upgrade/old_databases.h"
 #include "wizard_fixture.h"
@@ -8,6 +10,7 @@
 #include "wizards/frm_wiz_options.h"
 
 #include <QRadioButton>
+#include <QTreeWidget>
 
 namespace {
 
@@ -64,9 +67,55 @@ TEST_F(OptionsWizardTest, CompressesTheDatabaseAndReportsTheSizes) {
 
     Press(w, W::ActionButton);
     EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageFinish);
+    const auto copies = safety::ListSafetyCopies(settings.DBFile);
+    ASSERT_EQ(copies.size(), 1u);
     EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
-              "The database compression was successful.\n\n" + wizards::BackupAdvice());
+              wizards::SuccessPageText("The database compression was successful.", copies[0].path));
     EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Finish");
+    Press(w, W::ActionButton);
+    EXPECT_FALSE(w.isVisible());
+}
+
+TEST_F(OptionsWizardTest, PutsBackTheChosenSafetyCopy) {
+    safety::SafetyCopy copy;
+    std::string error;
+    ASSERT_TRUE(safety::MakeSafetyCopy(settings.DBFile, "upgrade", clock, copy, error)) << error;
+    const auto leases = [&] {
+        db::Connection c;
+        c.Open(settings.DBFile);
+        return c.Scalar("SELECT Count(*) FROM Lease").AsInt();
+    };
+    const int64_t before = leases();
+    {
+        db::Connection c;
+        c.Open(settings.DBFile);
+        c.Execute("DELETE FROM Lease");
+    }
+    frmWizOptions w(context);
+    w.show();
+    w.findChild<QRadioButton*>("optOptions_3")->click();
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageCopies);
+    EXPECT_EQ(w.Tag(W::BackButton), "START_OPTIONS");
+    auto* list = w.findChild<QTreeWidget*>("lstCopies");
+    ASSERT_EQ(list->topLevelItemCount(), 1);
+    EXPECT_EQ(list->topLevelItem(0)->text(0).toStdString(), copy.name);
+    EXPECT_EQ(list->topLevelItem(0)->text(2), "upgrade");
+    EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled()) << "nothing chosen yet";
+    list->setCurrentItem(list->topLevelItem(0));
+    CheckLockedWhileWorking(w);
+    Press(w, W::ActionButton);
+    ui.onEvents = nullptr;
+
+    EXPECT_EQ(leases(), before);
+    const auto copies = safety::ListSafetyCopies(settings.DBFile);
+    ASSERT_EQ(copies.size(), 2u);
+    EXPECT_EQ(copies[0].operation, "put-back");
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageFinish);
+    EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
+              wizards::SuccessPageText(
+                  QString::fromStdString("The safety copy " + copy.name + " was put back."),
+                  copies[0].path));
     Press(w, W::ActionButton);
     EXPECT_FALSE(w.isVisible());
 }

@@ -2,6 +2,11 @@
 // whole of start-up after the single-instance check, in a program folder and
 // registry store of the test's own.
 
+#include "db/connection.h"
+#include "safety/operation_guard.h"
+#include "safety/recovery.h"
+#include "safety/safety_copy.h"
+#include "safety/safety_fixture.h"
 #include "startup/locator.h"
 #include "upgrade/old_databases.h"
 #include "wizard_fixture.h"
@@ -41,13 +46,13 @@ protected:
                                 "Default", folder);
     }
 
-    // The object name of what start-up opened; "diagnostics" for no window.
+    // The object name of what start-up opened; "none" for no window.
     std::string Opened(const std::string& commandLine) {
         startup::RunSettings fresh;
         wizards::WizardContext ctx{fresh, ui, connection, clock};
         const std::unique_ptr<QWidget> window = wizards::StartUp(ctx, commandLine);
         seen = std::move(fresh.AltDB);
-        return window ? window->objectName().toStdString() : "diagnostics";
+        return window ? window->objectName().toStdString() : "none";
     }
     std::string seen;
 };
@@ -91,10 +96,82 @@ TEST_F(StartUpTest, TheAltdbSwitchChoosesWhichRegisteredDatabaseIsLocated) {
 TEST_F(StartUpTest, TheDiagSwitchRunsTheReportWithoutAWindowWhateverTheState) {
     for (const char* line : {"/diag", "/diag /nodb"}) {
         std::filesystem::remove(home / "Ostrand.log");
-        EXPECT_EQ(Opened(line), "diagnostics") << line;
+        EXPECT_EQ(Opened(line), "none") << line;
         const std::string report = testsupport::ReadFile(home / "Ostrand.log");
         EXPECT_NE(report.find("{ } Testing completed at "), std::string::npos) << line;
     }
 }
 
 } // namespace
+
+namespace {
+
+int64_t Leases(const std::string& db) {
+    db::Connection c;
+    c.Open(db);
+    return c.Scalar("SELECT Count(*) FROM Lease").AsInt();
+}
+
+} // namespace
+
+TEST_F(StartUpTest, AnInterruptedOperationIsDealtWithBeforeAnyWizardOpens) {
+    struct Case {
+        const char* what;
+        bool touched; // the run wrote into the database itself
+        util::Answer answer;
+        size_t boxes;
+        bool leasesBack;
+    };
+    const Case cases[] = {
+        {"only its own files left", false, util::Answer::OK, 1, true},
+        {"written into, copy put back", true, util::Answer::Yes, 2, true},
+        {"written into, kept as it is", true, util::Answer::No, 2, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::filesystem::remove_all(home / "db");
+        std::filesystem::create_directory(home / "db");
+        Prepare(State::Current);
+        const std::string db = settings.AppPath + "db/Ketrova.mdb";
+        const int64_t leases = Leases(db);
+        safetytest::SafetyTest::InChildThatDies([&] {
+            safety::OperationGuard guard(db, "upgrade", clock);
+            safety::SafetyCopy copy;
+            std::string error;
+            if (!guard.Begin(error))
+                ::_exit(1);
+            if (c.touched && safety::MakeSafetyCopy(db, "restore", clock, copy, error)) {
+                guard.SetSafetyCopy(copy.path);
+                guard.SetDatabaseTouched(true);
+                db::Connection w;
+                w.Open(db);
+                w.Execute("DELETE FROM Lease");
+            } else if (guard.AddLeftover(db + ".upgrading")) {
+                testsupport::WriteFile(db + ".upgrading", "half converted");
+            }
+            ::_exit(9);
+        });
+        ui.boxes.clear();
+        ui.answers = {c.answer};
+        EXPECT_EQ(Opened(""), "frmWizOptions");
+        ASSERT_EQ(ui.boxes.size(), c.boxes);
+        EXPECT_EQ(ui.boxes.front().text.rfind("The upgrade of " + db + " started on ", 0), 0u);
+        EXPECT_EQ(ui.boxes.back().title, "Interrupted Operation");
+        EXPECT_FALSE(safety::FindInterruption(db));
+        EXPECT_FALSE(std::filesystem::exists(db + ".upgrading"));
+        EXPECT_EQ(Leases(db) == leases, c.leasesBack);
+    }
+}
+
+TEST_F(StartUpTest, ANewerDatabaseOpensNoWizardThatCouldChangeIt) {
+    Prepare(State::Current);
+    testsupport::WriteFile(home / "db" / "Version", "12\r\n");
+    for (const char* line : {"", "/upgradedb"}) {
+        ui.boxes.clear();
+        EXPECT_EQ(Opened(line), "none") << line;
+        ASSERT_EQ(ui.boxes.size(), 1u);
+        EXPECT_NE(ui.boxes[0].text.find("is version 12, newer than version 9,"), std::string::npos);
+    }
+    EXPECT_EQ(Opened("/nodb"), "frmWizNew");
+    EXPECT_EQ(testsupport::ReadFile(home / "db" / "Version"), "12\r\n");
+}

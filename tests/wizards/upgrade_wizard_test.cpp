@@ -2,6 +2,7 @@
 // each test in a program folder of its own.
 
 #include "db/connection.h"
+#include "safety/safety_copy.h"
 #include "startup/locator.h"
 #include "upgrade/old_databases.h"
 #include "wizard_fixture.h"
@@ -71,8 +72,11 @@ TEST_F(UpgradeWizardTest, UpgradesAVersionFourDatabaseAndStartsTheSuiteOnFinish)
 
     Press(w, W::ActionButton);
     EXPECT_EQ(w.Tag(W::ActionButton), "EXIT");
-    EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
-              "The Ketrova database upgrade was successful.\n\n" + wizards::BackupAdvice());
+    const auto copies = safety::ListSafetyCopies(settings.DBFile);
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(
+        Text<QLabel>(w, "lblFinish"),
+        wizards::SuccessPageText("The Ketrova database upgrade was successful.", copies[0].path));
     Press(w, W::ActionButton);
     EXPECT_FALSE(w.isVisible());
     EXPECT_TRUE(MarkerAppears(std::chrono::seconds(5)));
