@@ -79,7 +79,8 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
             "own.");
     lstCopies_ = new QTreeWidget(Page(PageCopies));
     lstCopies_->setObjectName("lstCopies");
-    lstCopies_->setHeaderLabels({"Name", "Date and time", "Operation", "Size"});
+    // The name last: it is long, and the time and operation tell the copies apart.
+    lstCopies_->setHeaderLabels({"Date and time", "Operation", "Size", "Name"});
     lstCopies_->setRootIsDecorated(false);
     lstCopies_->setSelectionMode(QAbstractItemView::SingleSelection);
     PageLayout(PageCopies)->addWidget(lstCopies_, 1);
@@ -215,9 +216,10 @@ void frmWizOptions::Copies_1() {
     lstCopies_->clear();
     for (const auto& copy : safety::ListSafetyCopies(settings_.DBFile)) {
         auto* item = new QTreeWidgetItem(
-            lstCopies_, {QString::fromStdString(copy.name), QString::fromStdString(copy.taken),
-                         QString::fromStdString(copy.operation),
-                         QString::fromStdString(util::Format(double(copy.size), "#,###"))});
+            lstCopies_, {QString::fromStdString(copy.taken), QString::fromStdString(copy.operation),
+                         QString::fromStdString(util::Format(double(copy.size), "#,###")),
+                         QString::fromStdString(copy.name)});
+        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
         item->setData(0, Qt::UserRole, QString::fromStdString(copy.name));
     }
     for (int column = 0; column < lstCopies_->columnCount(); ++column) {

@@ -99,8 +99,9 @@ TEST_F(OptionsWizardTest, PutsBackTheChosenSafetyCopy) {
     EXPECT_EQ(w.Tag(W::BackButton), "START_OPTIONS");
     auto* list = w.findChild<QTreeWidget*>("lstCopies");
     ASSERT_EQ(list->topLevelItemCount(), 1);
-    EXPECT_EQ(list->topLevelItem(0)->text(0).toStdString(), copy.name);
-    EXPECT_EQ(list->topLevelItem(0)->text(2), "upgrade");
+    EXPECT_EQ(list->topLevelItem(0)->text(0), "2026-07-01 09:30:00");
+    EXPECT_EQ(list->topLevelItem(0)->text(1), "upgrade");
+    EXPECT_EQ(list->topLevelItem(0)->text(3).toStdString(), copy.name);
     EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled()) << "nothing chosen yet";
     list->setCurrentItem(list->topLevelItem(0));
     CheckLockedWhileWorking(w);
