@@ -184,16 +184,23 @@ bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string
     } catch (...) {
         description = "unknown error";
     }
-    // What the run made for itself goes; a copy that never replaced the
-    // database is no copy, and a name of the database kept aside is none
-    // either while the database is still that file.
-    if (guard.marker().replacement != compacted) {
-        safety::DiscardWorkingFile(compacted);
+    // What the run made for itself goes (a refused run made nothing: a file
+    // by that name is another run's); a name of the database kept aside is
+    // no copy while the database is still that file. While the marker names
+    // the compacted file as the replacement, its absence would tell a
+    // recovery that the database had been replaced.
+    if (guard.Held()) {
+        const bool claimed = guard.marker().replacement == compacted;
+        if (!claimed) {
+            safety::DiscardWorkingFile(compacted);
+        }
+        safety::DropCopyStillLinkedTo(kept.path, database);
+        hold.Release();
+        guard.End();
+        if (claimed) {
+            safety::DiscardWorkingFile(compacted);
+        }
     }
-    safety::DropCopyStillLinkedTo(kept.path, database);
-    hold.Release();
-    guard.End();
-    safety::DiscardWorkingFile(compacted); // still named by the marker above: only now ours
     if (!result) {
         Log(settings, "{*} Error " + std::to_string(number) + " " + description);
         message = "The following error has occured:\r\n" + description;

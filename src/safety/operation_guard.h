@@ -83,6 +83,9 @@ public:
     void End();
 
     const Marker& marker() const { return marker_; }
+    // Whether this run has the database: only then are the files named in
+    // its marker its own.
+    bool Held() const { return lock_.Held(); }
 
 private:
     bool Write();

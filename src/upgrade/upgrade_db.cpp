@@ -69,10 +69,14 @@ std::string DatabaseUpgradeSteps::NewArchiveName() {
     // Only the first three characters of the prefix make it into the name.
     std::string name = platform::GetTempFileName("temp.backup");
     name = name.substr(0, name.find('\0'));
-    // Ours to remove, also after a run that was cut off.
-    if (!name.empty() && guard_.AddLeftover(name)) {
-        archive_ = name;
+    // Ours to remove, also after a run that was cut off; a file the marker
+    // cannot name would be left in the temporary folder.
+    if (!name.empty() && !guard_.AddLeftover(name)) {
+        std::error_code ec;
+        fs::remove(name, ec);
+        name.clear();
     }
+    archive_ = name;
     return name;
 }
 
@@ -247,6 +251,9 @@ std::string DatabaseUpgradeSteps::Finish() {
     }
     finished_ = true;
     db::CloseDB(connection_);
+    if (!guard_.Held()) {
+        return kept_.path; // refused: whatever is about belongs to another run
+    }
     std::error_code ec;
     if (!archive_.empty()) {
         fs::remove(archive_, ec);

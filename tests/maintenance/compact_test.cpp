@@ -202,12 +202,18 @@ TEST_F(CompactTest, ARunThatCannotFinishLeavesTheDatabaseAsItWas) {
             other.emplace(dbFile);
         } else if (what == "another Ostrand") {
             ASSERT_TRUE(busy.Begin(error)) << error;
+            testsupport::WriteFile(dbFile + ".compacting", "the other run's");
         }
         const auto full = [](const std::string&) {
             return platform::VolumeSpace{true, 4096, 1 << 30, "/"};
         };
         SpoilCopyUi spoil(dbFile + ".compacting", what == "copy spoiled on the way");
         EXPECT_FALSE(what == "no room" ? Compact(ui, full) : Compact(spoil));
+        if (what == "another Ostrand") {
+            EXPECT_EQ(testsupport::ReadFile(dbFile + ".compacting"), "the other run's");
+            busy.End();
+            fs::remove(dbFile + ".compacting");
+        }
         ExpectFailureIn(c.step);
         EXPECT_NE(message.find(c.said), std::string::npos) << message;
         EXPECT_TRUE(testsupport::ReadFile(dbFile) == before) << "the database was changed";

@@ -87,6 +87,7 @@ TEST_F(UpgradeCommand, AFailedRunExitsWithOneAndLeavesTheDatabaseAsItWas) {
         std::string error;
         if (what == "another Ostrand") {
             ASSERT_TRUE(other.Begin(error)) << error;
+            testsupport::WriteFile(db + ".upgrading", "the other run's");
         } else if (what == "another program has it open") {
             holder.emplace(db);
         } else if (what == "an interrupted run") {
@@ -101,7 +102,9 @@ TEST_F(UpgradeCommand, AFailedRunExitsWithOneAndLeavesTheDatabaseAsItWas) {
         EXPECT_EQ(ReadFile(dir / "data/Version"), version);
         EXPECT_TRUE(safety::ListSafetyCopies(db).empty());
         EXPECT_TRUE(fs::is_empty(dir / "tmp"));
+        EXPECT_EQ(fs::exists(db + ".upgrading"), what == "another Ostrand");
         fs::remove(safety::MarkerPathFor(db));
+        fs::remove(db + ".upgrading");
     }
 }
 
