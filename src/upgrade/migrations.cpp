@@ -7,17 +7,36 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace upgrade {
 
 namespace {
 
-void RunItem(db::Connection& connection, const platform::Clock& clock, const MigrationItem& item) {
+// What a conversion reads and writes through its own recordsets; each is
+// brought up to date before it runs.
+std::vector<std::string> TablesOf(MigrationKind kind) {
+    switch (kind) {
+    case MigrationKind::TenantContacts:
+        return {"Tenant", "Contact", "Configuration"};
+    case MigrationKind::MortgageRecalculation:
+        return {"Mortgage"};
+    case MigrationKind::Statement:
+        break;
+    }
+    return {};
+}
+
+void RunItem(db::Connection& connection, DeferredUpdates& updates, const platform::Clock& clock,
+             const MigrationItem& item) {
+    for (const std::string& table : TablesOf(item.kind)) {
+        updates.Flush(table);
+    }
     switch (item.kind) {
     case MigrationKind::Statement:
         // Refused statements are expected: each group is written for the
         // oldest database it may meet.
-        db::ExecuteSQL(connection, item.sql);
+        updates.Run(item.sql);
         break;
     case MigrationKind::TenantContacts:
         ConvertTenantContacts(connection, clock);
@@ -55,7 +74,8 @@ int64_t PropertiesNotCopied(db::Connection& connection) {
 }
 
 bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
-                   const platform::Clock& clock, util::UiServices& ui, int16_t version) {
+                   DeferredUpdates& updates, const platform::Clock& clock, util::UiServices& ui,
+                   int16_t version) {
     const auto items = MigrationsForVersion(version);
     if (items.empty())
         return true;
@@ -72,7 +92,7 @@ bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
     }
     for (const auto& item : items) {
         try {
-            RunItem(connection, clock, item);
+            RunItem(connection, updates, clock, item);
         } catch (const std::exception& e) {
             // The old columns a conversion reads are dropped by the next
             // step; going on would lose every record not yet converted.
@@ -84,7 +104,18 @@ bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
     }
     // The old properties are dropped with their table; each must be a
     // building and a unit by now, or those it is not would be lost.
-    const int64_t lost = RunsGroupA(version) ? PropertiesNotCopied(connection) : 0;
+    int64_t lost = 0;
+    if (RunsGroupA(version)) {
+        try {
+            for (const char* table : {"Property", "Building", "Unit"}) {
+                updates.Flush(table);
+            }
+        } catch (const std::exception& e) {
+            startup::Log(settings, std::string("{*} SQL updates: ") + e.what());
+            return false;
+        }
+        lost = PropertiesNotCopied(connection);
+    }
     if (lost > 0) {
         startup::Log(settings, "{*} SQL updates: " + std::to_string(lost) +
                                    " properties were not copied to buildings and units");

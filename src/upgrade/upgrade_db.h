@@ -8,10 +8,12 @@
 #include "db/schema.h"
 #include "platform/clock.h"
 #include "startup/run_settings.h"
+#include "upgrade/deferred_updates.h"
 #include "upgrade/upgrade_steps.h"
 #include "util/services.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace upgrade {
@@ -44,11 +46,16 @@ public:
     bool RestoreArchive(const std::string& archive) override;
 
 private:
+    DeferredUpdates& Updates();
+
     startup::RunSettings& settings_;
     db::Connection& connection_;
     util::UiServices& ui_;
     const platform::Clock& clock_;
     db::SchemaLists lists_;
+    // The changes to rows that wait for each table's one pass (made once the
+    // database is open).
+    std::unique_ptr<DeferredUpdates> updates_;
 };
 
 // Upgrades the database of settings.DBPath on `connection` (which must not be
