@@ -5,6 +5,7 @@
 #include "maintenance/table_check.h"
 #include "platform/temp_file.h"
 #include "startup/locator.h"
+#include "upgrade/migration_statements.h"
 #include "upgrade/migrations.h"
 #include "util/strings.h"
 
@@ -91,7 +92,8 @@ DeferredUpdates& DatabaseUpgradeSteps::Updates() {
 }
 
 int16_t DatabaseUpgradeSteps::ReadVersion() {
-    return startup::ReadDBVersion(settings_);
+    version_ = startup::ReadDBVersion(settings_);
+    return version_;
 }
 
 bool DatabaseUpgradeSteps::LoadTemplate() {
@@ -141,8 +143,28 @@ bool DatabaseUpgradeSteps::CompareSchema() {
 }
 
 bool DatabaseUpgradeSteps::AddFields() {
-    if (!db::AddFields(settings_, connection_, lists_, ui_))
+    std::set<std::string> existed;
+    for (const auto& f : lists_.Database)
+        existed.insert(util::UCase(f.TableName));
+    try {
+        db::Transaction transaction(connection_);
+        if (!db::AddFields(settings_, connection_, lists_, ui_))
+            return false;
+        // A table this run has made in place of one the old database never
+        // had gets the old columns the statements carry data through.
+        for (const RunColumn& c : ColumnsForTheRun(version_)) {
+            const std::string table(c.table), column(c.column);
+            if (existed.contains(util::UCase(table)) || !db::TableExists(connection_, table) ||
+                FreeColumnName(connection_, table, column) != column)
+                continue;
+            startup::Log(settings_, "{ } Adding field {" + column + "} to {" + table + "}");
+            db::AddColumn(connection_, table, column, c.dataType, 0);
+        }
+        transaction.Commit();
+    } catch (const std::exception& e) {
+        startup::Log(settings_, "{*} AddFields: " + db::ErrorText(e));
         return false;
+    }
     // The rows already there get each new column's neutral value, so that
     // the only NULLs left are those the user's data had.
     DeferredUpdates& updates = Updates();

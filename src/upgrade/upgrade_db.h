@@ -53,6 +53,7 @@ private:
     util::UiServices& ui_;
     const platform::Clock& clock_;
     db::SchemaLists lists_;
+    int16_t version_ = 0;
     // The changes to rows that wait for each table's one pass (made once the
     // database is open).
     std::unique_ptr<DeferredUpdates> updates_;

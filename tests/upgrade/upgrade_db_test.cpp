@@ -10,6 +10,7 @@
 #include "db/connection.h"
 #include "db/schema.h"
 #include "startup/locator.h"
+#include "upgrade/migration_statements.h"
 
 #include <gtest/gtest.h>
 
@@ -350,6 +351,22 @@ TEST(UpgradeVersion4, PropertiesBecomeBuildingsAndUnitsAndLeasesTenantsFollow) {
     EXPECT_EQ(in.Text("SELECT Notes FROM WOItem WHERE IdWOItem = 49001"), "");
     // A NULL amount of the old rent log is 0 now; its dates stay as they were.
     EXPECT_EQ(in.Int("SELECT Count(*) FROM RentLog WHERE AmountPaid IS NULL"), 0);
+}
+
+// The suite kept its buildings as properties only: the table the upgrade
+// makes gets the old columns the copies move data through, for the run.
+TEST(UpgradeVersion4, WithoutABuildingTableThePropertiesStillBecomeBuildings) {
+    Installation in(4);
+    in.Open().Execute("DROP TABLE Building");
+    in.checker.Close();
+    ASSERT_TRUE(in.Run()) << in.Log();
+    EXPECT_EQ(in.Text("SELECT Group_Concat(IdBuilding || ' ' || DeprPeriod || ' ' || Status) FROM "
+                      "Building"),
+              "1001 27 Owned,1002 27 Owned,1003 27 Owned");
+    for (const auto& col : db::ListColumns(in.Open(), "Building")) {
+        for (const auto& old : upgrade::ColumnsForTheRun(4))
+            EXPECT_NE(col.Name, old.column);
+    }
 }
 
 TEST(UpgradeVersion5, OnlyTheSecondGroupRuns) {
