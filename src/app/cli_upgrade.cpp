@@ -38,6 +38,7 @@ int RunUpgradeCommand(Context& ctx) {
 
     bool ok = false;
     std::string status;
+    upgrade::UpgradeReport report;
     {
         TerminalProgress bar;
         StatusKeeper progress(bar);
@@ -47,12 +48,17 @@ int RunUpgradeCommand(Context& ctx) {
         // The log is opened and closed around the run, as the wizard page does;
         // a log that cannot be opened leaves the run without one.
         s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
-        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock);
+        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock, &report);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         status = progress.status;
     }
     std::cout << status << "\n";
+    if (ok && report.FailedStatements > 0) {
+        std::cout << upgrade::FailedStatementsText(report.FailedStatements,
+                                                   s.AppPath + "Ostrand.log")
+                  << "\n";
+    }
     return ok ? 0 : 1;
 }
 

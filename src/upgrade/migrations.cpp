@@ -27,16 +27,21 @@ std::vector<std::string> TablesOf(MigrationKind kind) {
     return {};
 }
 
-void RunItem(db::Connection& connection, DeferredUpdates& updates, const platform::Clock& clock,
-             const MigrationItem& item) {
+// Refused statements are expected: each group is written for the oldest
+// database it may meet. They are told, since a statement that a database of
+// its version should take and does not leaves data unconverted.
+void RunItem(startup::RunSettings& settings, db::Connection& connection, DeferredUpdates& updates,
+             const platform::Clock& clock, const MigrationItem& item, int& failedStatements) {
     for (const std::string& table : TablesOf(item.kind)) {
         updates.Flush(table);
     }
     switch (item.kind) {
     case MigrationKind::Statement:
-        // Refused statements are expected: each group is written for the
-        // oldest database it may meet.
-        updates.Run(item.sql);
+        if (std::string error = updates.Run(item.sql); !error.empty()) {
+            ++failedStatements;
+            startup::Log(settings,
+                         "{*} SQL update failed: " + std::string(item.sql) + " (" + error + ")");
+        }
         break;
     case MigrationKind::TenantContacts:
         ConvertTenantContacts(connection, clock);
@@ -75,7 +80,7 @@ int64_t PropertiesNotCopied(db::Connection& connection) {
 
 bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
                    DeferredUpdates& updates, const platform::Clock& clock, util::UiServices& ui,
-                   int16_t version) {
+                   int16_t version, int& failedStatements) {
     const auto items = MigrationsForVersion(version);
     if (items.empty())
         return true;
@@ -92,7 +97,7 @@ bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
     }
     for (const auto& item : items) {
         try {
-            RunItem(connection, updates, clock, item);
+            RunItem(settings, connection, updates, clock, item, failedStatements);
         } catch (const std::exception& e) {
             // The old columns a conversion reads are dropped by the next
             // step; going on would lose every record not yet converted.

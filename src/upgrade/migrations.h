@@ -19,13 +19,15 @@ namespace upgrade {
 // through `updates` (which may leave a statement's work to its one pass over
 // the table). A statement the database refuses (a column it lacks, a table
 // already gone) is passed over: each group is written for the oldest
-// database it may meet.
+// database it may meet. Each is logged with the engine's message,
+//   "{*} SQL update failed: " + statement + " (" + message + ")",
+// and counted in `failedStatements`.
 // False, after a "{*}" line, when user data would be lost if the upgrade went
 // on to drop the old columns and tables: a record conversion that broke off
 // part way, or old properties that did not all arrive as buildings and units.
 bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
                    DeferredUpdates& updates, const platform::Clock& clock, util::UiServices& ui,
-                   int16_t version);
+                   int16_t version, int& failedStatements);
 
 // Number of rows of the old Property table whose identifier is missing from
 // Building or from Unit; 0 when the table is gone (nothing left to copy).

@@ -206,7 +206,8 @@ bool DatabaseUpgradeSteps::UpdateFields() {
 }
 
 bool DatabaseUpgradeSteps::RunMigrations(int16_t version) {
-    return upgrade::RunMigrations(settings_, connection_, Updates(), clock_, ui_, version);
+    return upgrade::RunMigrations(settings_, connection_, Updates(), clock_, ui_, version,
+                                  failedStatements_);
 }
 
 bool DatabaseUpgradeSteps::DeleteObsoleteFields() {
@@ -282,10 +283,22 @@ bool DatabaseUpgradeSteps::RestoreArchive(const std::string& archive) {
     return backup::BaR_RestoreAll(settings_, archive);
 }
 
+std::string FailedStatementsText(int count, const std::string& logFile) {
+    if (count <= 0)
+        return {};
+    return std::to_string(count) +
+           (count == 1 ? " upgrade statement was" : " upgrade statements were") +
+           " refused by the database and did not convert its data. The log file " + logFile +
+           " names each one with the database's message.";
+}
+
 bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
-               util::UiServices& ui, const platform::Clock& clock) {
+               util::UiServices& ui, const platform::Clock& clock, UpgradeReport* report) {
     DatabaseUpgradeSteps steps(settings, connection, ui, clock);
-    return RunUpgrade(settings, progress, ui, steps);
+    const bool ok = RunUpgrade(settings, progress, ui, steps);
+    if (report)
+        report->FailedStatements = steps.FailedStatements();
+    return ok;
 }
 
 } // namespace upgrade

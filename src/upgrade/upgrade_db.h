@@ -45,6 +45,9 @@ public:
     bool WriteVersionFile(const std::string& folder) override;
     bool RestoreArchive(const std::string& archive) override;
 
+    // Migration statements the database refused in this run.
+    int FailedStatements() const { return failedStatements_; }
+
 private:
     DeferredUpdates& Updates();
 
@@ -54,15 +57,27 @@ private:
     const platform::Clock& clock_;
     db::SchemaLists lists_;
     int16_t version_ = 0;
+    int failedStatements_ = 0;
     // The changes to rows that wait for each table's one pass (made once the
     // database is open).
     std::unique_ptr<DeferredUpdates> updates_;
 };
 
+// What a run has to tell besides its status text.
+struct UpgradeReport {
+    // Migration statements the database refused; each is in the run log.
+    int FailedStatements = 0;
+};
+
 // Upgrades the database of settings.DBPath on `connection` (which must not be
 // open; it is closed again at the end). The caller opens and closes the run
-// log around it. True when the database is now current.
+// log around it. True when the database is now current. `report` (when
+// given) receives what the run has to tell besides the status.
 bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
-               util::UiServices& ui, const platform::Clock& clock);
+               util::UiServices& ui, const platform::Clock& clock, UpgradeReport* report = nullptr);
+
+// What to tell beside the status of a run in which `count` statements were
+// refused, pointing to the run log `logFile`; "" when there were none.
+std::string FailedStatementsText(int count, const std::string& logFile);
 
 } // namespace upgrade

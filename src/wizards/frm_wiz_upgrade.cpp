@@ -77,23 +77,31 @@ void frmWizUpgrade::RUNUPGRADE_2() {
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageRun);
     bool upgraded = false;
+    upgrade::UpgradeReport report;
     RunLocked([&] {
         RunLogScope log(settings_);
         BarProgress progress(pgbMakeDB_, lblCreateStatus_);
         try {
-            upgraded =
-                upgrade::UpgradeDB(settings_, context_.connection, progress, ui_, context_.clock);
+            upgraded = upgrade::UpgradeDB(settings_, context_.connection, progress, ui_,
+                                          context_.clock, &report);
         } catch (...) {
             upgraded = false; // the outcome page and the log carry the failure
         }
     });
+    failedStatements_ = report.FailedStatements;
     ResetAll(false, true, false, FaceNext);
     SetTag(ActionButton, upgraded ? "FINISH_SUCCESS" : "FINISH_FAILURE");
     ShowPage(PageRun);
 }
 
 void frmWizUpgrade::Finish_Success() {
-    lblFinish_->setText("The Ketrova database upgrade was successful.\n\n" + BackupAdvice());
+    QString text = "The Ketrova database upgrade was successful.\n\n" + BackupAdvice();
+    const std::string failed =
+        upgrade::FailedStatementsText(failedStatements_, settings_.AppPath + "Ostrand.log");
+    if (!failed.empty()) {
+        text += "\n\n" + QString::fromStdString(failed);
+    }
+    lblFinish_->setText(text);
     ResetAll(false, true, false, FaceSuccess);
     SetPageHeading(PageRun, "The database is up to date");
     ShowPage(PageRun);

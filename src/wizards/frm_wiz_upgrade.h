@@ -29,6 +29,7 @@ private:
     QProgressBar* pgbMakeDB_ = nullptr;
     QLabel* lblCreateStatus_ = nullptr;
     QLabel* lblFinish_ = nullptr;
+    int failedStatements_ = 0; // of the last run
 };
 
 } // namespace wizards

@@ -1,11 +1,13 @@
 // ostrand-cli upgrade, run as the built program on a private program folder,
 // registry store, database and temporary folder.
 
+#include "db/connection.h"
 #include "old_databases.h"
 #include "startup/locator.h"
 #include "startup/registry.h"
 #include "support/cli_run.h"
 #include "support/temp_dir.h"
+#include "upgrade/upgrade_db.h"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +51,26 @@ TEST_F(UpgradeCommand, UpgradesTheRegisteredDatabaseAndLogsTheRun) {
     EXPECT_EQ(
         log.rfind("{ } UpgradeDB started\r\n{ } DB File: " + dir.str() + "data/Ketrova.mdb\r\n", 0),
         0u);
+}
+
+// The leases cannot be changed: each statement of the second group that
+// would change one fails (23, less the two term types no lease has), the run
+// goes on, and the user learns how many failed and where to look.
+TEST_F(UpgradeCommand, RefusedStatementsAreCountedAfterTheStatusAndListedInTheLog) {
+    {
+        db::Connection c;
+        c.Open(dir.str() + "data/Ketrova.mdb");
+        c.Execute("CREATE TRIGGER Locked BEFORE UPDATE ON Lease "
+                  "BEGIN SELECT RAISE(ABORT, 'lease is locked'); END");
+    }
+    CliResult r = Run("");
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, "Database upgraded successfully.\n" +
+                         upgrade::FailedStatementsText(21, dir.str() + "home/Ostrand.log") + "\n");
+    EXPECT_NE(
+        ReadFile(dir / "home/Ostrand.log")
+            .find("{*} SQL update failed: UPDATE Lease SET Hide = False (lease is locked)\r\n"),
+        std::string::npos);
 }
 
 TEST_F(UpgradeCommand, AFailedRunExitsWithOneAndLeavesTheDatabaseAsItWas) {
