@@ -31,7 +31,8 @@ std::vector<std::string> TablesOf(MigrationKind kind) {
 // database it may meet. They are told, since a statement that a database of
 // its version should take and does not leaves data unconverted.
 void RunItem(startup::RunSettings& settings, db::Connection& connection, DeferredUpdates& updates,
-             const platform::Clock& clock, const MigrationItem& item, int& failedStatements) {
+             const platform::Clock& clock, const MigrationItem& item,
+             RecordConversions& conversions, int& failedStatements) {
     for (const std::string& table : TablesOf(item.kind)) {
         updates.Flush(table);
     }
@@ -44,10 +45,10 @@ void RunItem(startup::RunSettings& settings, db::Connection& connection, Deferre
         }
         break;
     case MigrationKind::TenantContacts:
-        ConvertTenantContacts(connection, clock);
+        conversions.TenantContacts(connection, clock);
         break;
     case MigrationKind::MortgageRecalculation:
-        RecalculateMortgages(connection);
+        conversions.Mortgages(connection);
         break;
     }
 }
@@ -80,7 +81,7 @@ int64_t PropertiesNotCopied(db::Connection& connection) {
 
 bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
                    DeferredUpdates& updates, const platform::Clock& clock, util::UiServices& ui,
-                   int16_t version, int& failedStatements) {
+                   int16_t version, RecordConversions& conversions, int& failedStatements) {
     const auto items = MigrationsForVersion(version);
     if (items.empty())
         return true;
@@ -97,7 +98,7 @@ bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
     }
     for (const auto& item : items) {
         try {
-            RunItem(settings, connection, updates, clock, item, failedStatements);
+            RunItem(settings, connection, updates, clock, item, conversions, failedStatements);
         } catch (const std::exception& e) {
             // The old columns a conversion reads are dropped by the next
             // step; going on would lose every record not yet converted.

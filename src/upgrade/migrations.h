@@ -4,6 +4,7 @@
 
 #include "platform/clock.h"
 #include "startup/run_settings.h"
+#include "upgrade/conversions.h"
 #include "upgrade/deferred_updates.h"
 #include "util/services.h"
 
@@ -27,7 +28,7 @@ namespace upgrade {
 // part way, or old properties that did not all arrive as buildings and units.
 bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
                    DeferredUpdates& updates, const platform::Clock& clock, util::UiServices& ui,
-                   int16_t version, int& failedStatements);
+                   int16_t version, RecordConversions& conversions, int& failedStatements);
 
 // Number of rows of the old Property table whose identifier is missing from
 // Building or from Unit; 0 when the table is gone (nothing left to copy).

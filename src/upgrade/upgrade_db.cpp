@@ -81,8 +81,10 @@ void SetAddedFields(const db::SchemaLists& lists, DeferredUpdates& updates,
 
 DatabaseUpgradeSteps::DatabaseUpgradeSteps(startup::RunSettings& settings,
                                            db::Connection& connection, util::UiServices& ui,
-                                           const platform::Clock& clock)
-    : settings_(settings), connection_(connection), ui_(ui), clock_(clock) {}
+                                           const platform::Clock& clock,
+                                           RecordConversions* conversions)
+    : settings_(settings), connection_(connection), ui_(ui), clock_(clock),
+      conversions_(conversions ? *conversions : plainConversions_) {}
 
 DeferredUpdates& DatabaseUpgradeSteps::Updates() {
     if (!updates_) {
@@ -207,7 +209,7 @@ bool DatabaseUpgradeSteps::UpdateFields() {
 
 bool DatabaseUpgradeSteps::RunMigrations(int16_t version) {
     return upgrade::RunMigrations(settings_, connection_, Updates(), clock_, ui_, version,
-                                  failedStatements_);
+                                  conversions_, failedStatements_);
 }
 
 bool DatabaseUpgradeSteps::DeleteObsoleteFields() {
@@ -293,8 +295,9 @@ std::string FailedStatementsText(int count, const std::string& logFile) {
 }
 
 bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
-               util::UiServices& ui, const platform::Clock& clock, UpgradeReport* report) {
-    DatabaseUpgradeSteps steps(settings, connection, ui, clock);
+               util::UiServices& ui, const platform::Clock& clock, UpgradeReport* report,
+               RecordConversions* conversions) {
+    DatabaseUpgradeSteps steps(settings, connection, ui, clock, conversions);
     const bool ok = RunUpgrade(settings, progress, ui, steps);
     if (report)
         report->FailedStatements = steps.FailedStatements();

@@ -8,6 +8,7 @@
 #include "db/schema.h"
 #include "platform/clock.h"
 #include "startup/run_settings.h"
+#include "upgrade/conversions.h"
 #include "upgrade/deferred_updates.h"
 #include "upgrade/upgrade_steps.h"
 #include "util/services.h"
@@ -22,8 +23,11 @@ namespace upgrade {
 // public so that tests can make a chosen step fail after it has done its work.
 class DatabaseUpgradeSteps : public UpgradeSteps {
 public:
+    // `conversions` (when given) runs the record conversions instead of the
+    // plain ones.
     DatabaseUpgradeSteps(startup::RunSettings& settings, db::Connection& connection,
-                         util::UiServices& ui, const platform::Clock& clock);
+                         util::UiServices& ui, const platform::Clock& clock,
+                         RecordConversions* conversions = nullptr);
 
     int16_t ReadVersion() override;
     bool LoadTemplate() override;
@@ -55,6 +59,8 @@ private:
     db::Connection& connection_;
     util::UiServices& ui_;
     const platform::Clock& clock_;
+    RecordConversions plainConversions_;
+    RecordConversions& conversions_;
     db::SchemaLists lists_;
     int16_t version_ = 0;
     int failedStatements_ = 0;
@@ -72,9 +78,11 @@ struct UpgradeReport {
 // Upgrades the database of settings.DBPath on `connection` (which must not be
 // open; it is closed again at the end). The caller opens and closes the run
 // log around it. True when the database is now current. `report` (when
-// given) receives what the run has to tell besides the status.
+// given) receives what the run has to tell besides the status; `conversions`
+// as for DatabaseUpgradeSteps.
 bool UpgradeDB(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
-               util::UiServices& ui, const platform::Clock& clock, UpgradeReport* report = nullptr);
+               util::UiServices& ui, const platform::Clock& clock, UpgradeReport* report = nullptr,
+               RecordConversions* conversions = nullptr);
 
 // What to tell beside the status of a run in which `count` statements were
 // refused, pointing to the run log `logFile`; "" when there were none.
