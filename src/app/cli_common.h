@@ -70,5 +70,6 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx);
 void RegisterBackupCommands(CLI::App& app, Context& ctx);
 void RegisterLoanCommands(CLI::App& app, Context& ctx);
 void RegisterImportCommands(CLI::App& app, Context& ctx);
+void RegisterSalvageCommands(CLI::App& app, Context& ctx);
 
 } // namespace cli
