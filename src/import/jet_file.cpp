@@ -283,6 +283,14 @@ std::unique_ptr<JetFile> JetFile::Open(const std::string& path, std::string& err
         error = "it is not a Windows database (Jet 3, Jet 4 or ACE) that can be read";
         return nullptr;
     }
+    // A file cut short at a page's end still opens; one cut anywhere else
+    // shows it by its size, before a table is found to end early.
+    std::error_code ec;
+    const auto bytes = std::filesystem::file_size(path, ec);
+    if (ec || bytes % static_cast<uintmax_t>(handle->mdb->fmt->pg_size) != 0) {
+        error = "it is incomplete: it does not end on a whole page";
+        return nullptr;
+    }
     // The list of objects is a table itself, read quietly up to the first
     // page that is not there: held against the count its definition keeps,
     // it shows whether any table has gone missing. (Finding that table reads
@@ -299,14 +307,6 @@ std::unique_ptr<JetFile> JetFile::Open(const std::string& path, std::string& err
     }
     if (listed != handle->mdb->num_catalog) {
         error = "it is damaged or incomplete: its list of tables cannot be read whole";
-        return nullptr;
-    }
-    // A file cut short at a page's end still opens; one cut anywhere else
-    // shows it by its size, before a table is found to end early.
-    std::error_code ec;
-    const auto bytes = std::filesystem::file_size(path, ec);
-    if (ec || bytes % static_cast<uintmax_t>(handle->mdb->fmt->pg_size) != 0) {
-        error = "it is incomplete: it does not end on a whole page";
         return nullptr;
     }
     mdb_set_bind_size(handle->mdb, FirstBindSize);
