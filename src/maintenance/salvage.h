@@ -31,7 +31,7 @@ struct SalvageOutcome {
 // Reads settings.DBFile, which is left as it is, into a new database at
 // `destination` (a file that must not exist yet). The new database is
 // written beside its place under a temporary name and renamed into place
-// only once it passes the engine's integrity check, so a failure or a kill
+// only once it passes the engine's quick check, so a failure or a kill
 // leaves nothing half-written at `destination`. Steps and losses go to the
 // run log. True when the new database is in place.
 bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::UiServices& ui,
