@@ -30,14 +30,14 @@ int RunImport(Context& ctx, const ImportArgs& args) {
         TerminalUi ui(false);
         platform::SystemClock clock;
         db::Connection connection;
-        s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         ok = import::ImportJet(s, connection, progress, ui, clock, args.request, outcome);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
     }
     std::cout << outcome.Status << "\n";
     if (!ok) {
-        std::cerr << outcome.Error << "\nSee " << s.AppPath << "Ostrand.log for the steps.\n";
+        std::cerr << outcome.Error << "\nSee " << startup::RunLogPath(s) << " for the steps.\n";
         return 1;
     }
     if (args.registerFolder && !RegisterFolder(ctx, util::ParentFolder(outcome.Database))) {

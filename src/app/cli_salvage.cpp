@@ -41,7 +41,7 @@ int RunSalvage(Context& ctx, const SalvageArgs& args) {
     {
         TerminalProgress progress;
         TerminalUi ui(false);
-        s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         ok = maintenance::SalvageDB(s, progress, ui, destination, outcome);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
@@ -52,7 +52,7 @@ int RunSalvage(Context& ctx, const SalvageArgs& args) {
     }
     if (!ok) {
         std::cout << "Database salvage failed.\n";
-        std::cerr << outcome.Error << "\nSee " << s.AppPath << "Ostrand.log for the steps.\n";
+        std::cerr << outcome.Error << "\nSee " << startup::RunLogPath(s) << " for the steps.\n";
         return 1;
     }
     std::cout << outcome.File << "\n";
