@@ -36,6 +36,9 @@ int RunImport(Context& ctx, const ImportArgs& args) {
         s.LogFileNo = 0;
     }
     std::cout << outcome.Status << "\n";
+    if (!outcome.Kept.path.empty()) {
+        std::cout << safety::SafetyCopyLine(outcome.Kept) << "\n";
+    }
     if (!ok) {
         std::cerr << outcome.Error << "\nSee " << startup::RunLogPath(s) << " for the steps.\n";
         return 1;

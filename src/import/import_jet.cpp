@@ -6,6 +6,8 @@
 #include "platform/disk.h"
 #include "platform/environment.h"
 #include "platform/output_capture.h"
+#include "safety/operation_guard.h"
+#include "safety/safety_copy.h"
 #include "startup/locator.h"
 #include "upgrade/upgrade_db.h"
 #include "util/paths.h"
@@ -242,6 +244,30 @@ void AddTemplateIndexes(startup::RunSettings& settings, db::Connection& connecti
     }
 }
 
+// Keeps the database about to be replaced in the safety-copy folder beside
+// it, after making sure no other program has it open (its later writes
+// would go to the replaced file and be lost).
+void KeepSafetyCopy(const std::string& target, const platform::Clock& clock,
+                    safety::OperationGuard& guard, ImportOutcome& outcome) {
+    const std::string holders = safety::DescribeOtherHolders(target);
+    if (!holders.empty()) {
+        throw ImportError(holders);
+    }
+    std::string error;
+    if (!safety::MakeSafetyCopy(target, "import", clock, outcome.Kept, error)) {
+        throw ImportError("No safety copy of " + target +
+                          " could be made, so it is left as it was: " + error);
+    }
+    if (!guard.SetSafetyCopy(outcome.Kept.path)) {
+        throw ImportError("The marker of this run cannot be written beside " + target);
+    }
+    // The copy was read with any interrupted change played back; a journal
+    // still beside the file belongs to it alone and would be played back
+    // into the new database.
+    std::error_code ec;
+    fs::remove(target + "-journal", ec);
+}
+
 int16_t SourceVersion(const std::string& sourceFolder) {
     startup::RunSettings at;
     at.DBPath = sourceFolder;
@@ -277,6 +303,10 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
     Log(settings, "{ } Source file           : " + source);
     Log(settings, "{ } Database file         : " + target);
 
+    // Held to the end of the import, so that no other run works on the
+    // folder's database meanwhile and a run cut off leaves a marker naming
+    // the file it was writing.
+    safety::OperationGuard guard(target, "import", clock);
     std::string working; // the new database while it is written
     bool imported = false;
     try {
@@ -290,19 +320,18 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
             throw ImportError("A database already exists at " + target +
                               "; it is only replaced when asked to");
         }
-        if (util::FileExists(target + "-journal")) {
+        const bool replacing = util::FileExists(target);
+        if (!replacing && util::FileExists(target + "-journal")) {
             // It would be played back into the new database.
             throw ImportError("An interrupted change left " + target +
-                              "-journal in the folder; open the database there with the suite "
-                              "once, or move the journal away, and import again");
+                              "-journal in the folder without its database; move it away and "
+                              "import again");
         }
-        if (util::FileExists(target)) {
-            throw ImportError("Replacing " + target +
-                              " needs a safety copy of it, which this version cannot make yet; "
-                              "move it away and import again");
+        std::string error;
+        if (!guard.Begin(error)) {
+            throw ImportError(error);
         }
 
-        std::string error;
         std::unique_ptr<JetFile> file;
         {
             LibraryMessages quiet(settings);
@@ -317,7 +346,7 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
         outcome.Version = SourceVersion(sourceFolder);
 
         working = WorkingName(folder);
-        if (!db::CreateDatabaseFile(working, error)) {
+        if (!guard.AddLeftover(working) || !db::CreateDatabaseFile(working, error)) {
             throw ImportError("The new database cannot be made in " + folder + ": " + error);
         }
         db::Connection out;
@@ -359,6 +388,10 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
             throw ImportError(error);
         }
 
+        if (replacing) {
+            KeepSafetyCopy(target, clock, guard, outcome);
+        }
+
         progress.SetStatus("Writing version file ...");
         progress.SetValue(90);
         Log(settings, "{-} Writing version file");
@@ -368,15 +401,14 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
         if (!fs::equivalent(sourceFolder, folder, ec)) {
             WriteVersion(folder, outcome.Version);
         }
-        fs::rename(working, target, ec);
-        if (ec) {
+        if (replacing && !guard.SetDatabaseTouched(true)) {
+            throw ImportError("The marker of this run cannot be written beside " + target);
+        }
+        if (!platform::ReplaceFile(working, target, error)) {
             throw ImportError("The new database cannot be put in place at " + target + ": " +
-                              ec.message());
+                              error);
         }
         working.clear();
-        if (!platform::FlushToDisk(target, error)) {
-            throw ImportError(error);
-        }
         imported = true;
     } catch (const std::exception& e) {
         outcome.Error = e.what();
@@ -385,6 +417,7 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
     if (!working.empty()) {
         Remove(working);
     }
+    guard.End(); // the upgrade takes the database's lock for itself
 
     const std::string counts =
         std::to_string(outcome.Tables) + " tables, " + std::to_string(outcome.Rows) + " rows";
@@ -407,6 +440,10 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
             outcome.Error = "The upgrade of the imported database failed; it is left at " + target +
                             " as imported, at version " + std::to_string(outcome.Version);
         }
+    }
+    if (imported && !outcome.Kept.path.empty()) {
+        Log(settings, "{ } Safety copy           : " + outcome.Kept.path);
+        safety::PruneSafetyCopies(target);
     }
     Log(settings, (ok ? "{-} " : "{*} ") + outcome.Status);
     progress.SetStatus(outcome.Status);

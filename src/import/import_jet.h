@@ -4,6 +4,7 @@
 
 #include "db/connection.h"
 #include "platform/clock.h"
+#include "safety/safety_copy.h"
 #include "startup/run_settings.h"
 #include "util/services.h"
 
@@ -22,10 +23,11 @@ struct ImportOutcome {
     std::string Database; // the new Ketrova.mdb
     int Tables = 0;
     int64_t Rows = 0;
-    int16_t Version = 0;   // of the Windows database, from the Version file beside it
-    bool Upgraded = false; // the upgrade ran and succeeded
-    std::string Error;     // why the import failed, for the user; "" on success
-    std::string Status;    // the final status text
+    int16_t Version = 0;     // of the Windows database, from the Version file beside it
+    bool Upgraded = false;   // the upgrade ran and succeeded
+    safety::SafetyCopy Kept; // the database it replaced; path "" when there was none
+    std::string Error;       // why the import failed, for the user; "" on success
+    std::string Status;      // the final status text
 };
 
 // Reads every user table of request.Source and writes it, names and values
@@ -36,8 +38,11 @@ struct ImportOutcome {
 // over (none reads as 0); an older version is then upgraded with
 // upgrade::UpgradeDB, which works on settings.DBPath and DBFile (they are set
 // to the new database). An existing Ketrova.mdb is only replaced with
-// request.Overwrite. Steps and problems go to the run log; progress is shown
-// per table. True when the database was imported and, if it was older, upgraded.
+// request.Overwrite, and only once a safety copy of it is kept (see
+// outcome.Kept). The folder's database is locked against other
+// operations while the import works. Steps and problems go to the run log;
+// progress is shown per table. True when the database was imported and, if
+// it was older, upgraded.
 bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
                util::UiServices& ui, const platform::Clock& clock, const ImportRequest& request,
                ImportOutcome& outcome);

@@ -4,6 +4,7 @@
 #include "db/catalog.h"
 #include "import/import_jet.h"
 #include "import/jet_values.h"
+#include "safety/safety_copy.h"
 #include "support/cli_run.h"
 #include "support/temp_dir.h"
 
@@ -206,10 +207,14 @@ protected:
     testsupport::CliResult Run(const std::string& args) const {
         return testsupport::RunCli(dir.str(), "import-jet " + args);
     }
+    // What a person sees in the folder: the lock file every operation
+    // leaves is hidden and holds nothing.
     std::set<std::string> OutFiles() const {
         std::set<std::string> names;
         for (const auto& e : fs::directory_iterator(dir / "out")) {
-            names.insert(e.path().filename().string());
+            if (e.path().filename().string() != ".Ketrova.mdb.lock") {
+                names.insert(e.path().filename().string());
+            }
         }
         return names;
     }
@@ -263,6 +268,16 @@ TEST_F(ImportCommand, AFileThatCannotComeOverWholeLeavesNothingBehind) {
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(ReadFile(dir / "out/Ketrova.mdb"), "the landlord's data");
     EXPECT_EQ(OutFiles(), std::set<std::string>{"Ketrova.mdb"});
+
+    // Asked to, it is replaced once a copy of it is kept, and the command says where.
+    const auto replaced =
+        Run("'" + JetFiles + "DateTestDatabase.mdb' '" + dir.str() + "out' --overwrite");
+    EXPECT_EQ(replaced.exitCode, 0);
+    const auto copies = safety::ListSafetyCopies(dir.str() + "out/Ketrova.mdb");
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(ReadFile(copies[0].path), "the landlord's data");
+    EXPECT_EQ(replaced.out, "Database imported and upgraded: 1 tables, 6 rows.\nSafety copy: " +
+                                copies[0].path + "\n");
 }
 
 } // namespace
