@@ -227,8 +227,8 @@ int main(int argc, char** argv) {
         util::NullProgress progress;
         maintenance::SalvageOutcome outcome;
         Timer salvaging;
-        const bool salvaged = maintenance::SalvageDB(salvageSettings, progress, quiet,
-                                                     folder + "salvaged.mdb", outcome);
+        const bool salvaged = maintenance::SalvageDB(salvageSettings, progress, quiet, clock,
+                                                     {folder + "salvaged.mdb", false}, outcome);
         const double salvage = salvaging.Seconds();
         Line(salvaged ? "SalvageDB, one damaged page" : "SalvageDB FAILED", salvage);
         for (const maintenance::SalvagedTable& t : outcome.Tables) {

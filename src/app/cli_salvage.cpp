@@ -3,6 +3,7 @@
 
 #include "app/cli_common.h"
 #include "maintenance/salvage.h"
+#include "platform/clock.h"
 #include "startup/locator.h"
 #include "startup/run_log.h"
 #include "util/paths.h"
@@ -25,24 +26,20 @@ int RunSalvage(Context& ctx, const SalvageArgs& args) {
     if (!LocateRegisteredDatabase(ctx)) {
         return 1;
     }
-    if (args.replace) {
-        std::cerr << "Putting the salvaged database in place of " << s.DBFile
-                  << " needs a safety copy of the damaged one, which this version cannot make "
-                     "yet; nothing was done. Salvage without --replace and move the files "
-                     "yourself.\n";
-        return 1;
-    }
     // Beside the damaged database by default, under a name the suite never
     // opens by itself; in a folder of its own it is ready to be registered.
-    const std::string destination = args.to.empty() ? s.DBPath + "Ketrova.salvaged.mdb"
-                                                    : util::AddBackslash(args.to) + "Ketrova.mdb";
+    maintenance::SalvageRequest request;
+    request.Replace = args.replace;
+    request.Destination = args.to.empty() ? s.DBPath + "Ketrova.salvaged.mdb"
+                                          : util::AddBackslash(args.to) + "Ketrova.mdb";
     bool ok = false;
     maintenance::SalvageOutcome outcome;
     {
         TerminalProgress progress;
         TerminalUi ui(false);
+        platform::SystemClock clock;
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
-        ok = maintenance::SalvageDB(s, progress, ui, destination, outcome);
+        ok = maintenance::SalvageDB(s, progress, ui, clock, request, outcome);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
     }
@@ -56,6 +53,9 @@ int RunSalvage(Context& ctx, const SalvageArgs& args) {
         return 1;
     }
     std::cout << outcome.File << "\n";
+    if (!outcome.Kept.path.empty()) {
+        std::cout << safety::SafetyCopyLine(outcome.Kept) << "\n";
+    }
     return 0;
 }
 

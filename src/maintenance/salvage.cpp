@@ -3,6 +3,7 @@
 #include "db/catalog.h"
 #include "db/connection.h"
 #include "platform/disk.h"
+#include "safety/operation_guard.h"
 #include "util/paths.h"
 
 #include <sqlite3.h>
@@ -94,7 +95,11 @@ struct Source {
     Source() = default;
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
-    ~Source() { sqlite3_close_v2(db); }
+    ~Source() { Close(); }
+    void Close() {
+        sqlite3_close_v2(db);
+        db = nullptr;
+    }
 };
 
 struct SchemaEntry {
@@ -442,6 +447,25 @@ std::string Method(sqlite3* db) {
            ")";
 }
 
+// Keeps the damaged database in the safety-copy folder beside it before it
+// is replaced, after making sure no other program has it open (its later
+// writes would go to the replaced file and be lost).
+void KeepSafetyCopy(const std::string& damaged, const platform::Clock& clock,
+                    safety::OperationGuard& guard, SalvageOutcome& outcome) {
+    const std::string holders = safety::DescribeOtherHolders(damaged);
+    if (!holders.empty()) {
+        throw SalvageError(holders);
+    }
+    std::string error;
+    if (!safety::MakeSafetyCopy(damaged, "salvage", clock, outcome.Kept, error)) {
+        throw SalvageError("No safety copy of " + damaged +
+                           " could be made, so nothing was done: " + error);
+    }
+    if (!guard.SetSafetyCopy(outcome.Kept.path)) {
+        throw SalvageError("The marker of this run cannot be written beside " + damaged);
+    }
+}
+
 std::string WorkingName(const std::string& destination) {
     for (int n = 1;; ++n) {
         const std::string name =
@@ -465,10 +489,12 @@ std::string Counted(int64_t rows) {
 } // namespace
 
 bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::UiServices& ui,
-               const std::string& destination, SalvageOutcome& outcome) {
+               const platform::Clock& clock, const SalvageRequest& request,
+               SalvageOutcome& outcome) {
     outcome = SalvageOutcome{};
-    outcome.File = destination;
     const std::string damaged = settings.DBFile;
+    const std::string destination = request.Replace ? damaged : request.Destination;
+    outcome.File = destination;
     ui.SetBusy(true);
     progress.SetStatus("Reading the database structure ...");
     progress.SetValue(0);
@@ -476,19 +502,28 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
     Log(settings, "{ } Damaged database      : " + damaged);
     Log(settings, "{ } New database          : " + destination);
 
+    // No other run may change the damaged database while it is read, and a
+    // run cut off leaves a marker naming the file it was writing.
+    safety::OperationGuard guard(damaged, "salvage", clock);
     std::string working;
     bool ok = false;
     try {
         if (!util::FileExists(damaged)) {
             throw SalvageError("There is no database at " + damaged);
         }
-        if (fs::exists(destination)) {
+        if (!request.Replace && fs::exists(destination)) {
             throw SalvageError("A file already exists at " + destination +
                                "; the salvaged database is never written over another file");
         }
-        working = WorkingName(destination);
         std::string error;
-        if (!db::CreateDatabaseFile(working, error)) {
+        if (!guard.Begin(error)) {
+            throw SalvageError(error);
+        }
+        if (request.Replace) {
+            KeepSafetyCopy(damaged, clock, guard, outcome);
+        }
+        working = WorkingName(destination);
+        if (!guard.AddLeftover(working) || !db::CreateDatabaseFile(working, error)) {
             throw SalvageError("The new database cannot be made: " + error);
         }
         db::Connection target;
@@ -622,19 +657,28 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
             throw SalvageError("The salvaged database fails the engine's check (" + verdict + ")");
         }
         target.Close();
+        source.Close();
         if (!platform::FlushToDisk(working, error)) {
             throw SalvageError(error);
         }
-        std::error_code ec;
-        fs::rename(working, destination, ec);
-        if (ec) {
+        if (request.Replace) {
+            // The safety copy was read with any interrupted change played
+            // back; a journal still beside the file belongs to it alone and
+            // would be played back into the new database.
+            std::error_code ec;
+            fs::remove(damaged + "-journal", ec);
+            if (!guard.SetDatabaseTouched(true)) {
+                throw SalvageError("The marker of this run cannot be written beside " + damaged);
+            }
+        } else if (fs::exists(destination)) {
+            throw SalvageError("A file appeared at " + destination +
+                               " meanwhile; it is left alone");
+        }
+        if (!platform::ReplaceFile(working, destination, error)) {
             throw SalvageError("The salvaged database cannot be put at " + destination + ": " +
-                               ec.message());
+                               error);
         }
         working.clear();
-        if (!platform::FlushToDisk(destination, error)) {
-            throw SalvageError(error);
-        }
         ok = true;
     } catch (const std::exception& e) {
         outcome.Error = e.what();
@@ -642,6 +686,11 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
     }
     if (!working.empty()) {
         Remove(working);
+    }
+    guard.End();
+    if (ok && !outcome.Kept.path.empty()) {
+        Log(settings, "{ } Safety copy           : " + outcome.Kept.path);
+        safety::PruneSafetyCopies(damaged);
     }
     int64_t rows = 0;
     for (const SalvagedTable& t : outcome.Tables) {

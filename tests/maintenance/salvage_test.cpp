@@ -5,6 +5,7 @@
 #include "db/catalog.h"
 #include "maint_fixture.h"
 #include "maintenance/salvage.h"
+#include "safety/safety_copy.h"
 #include "startup/registry.h"
 #include "support/cli_run.h"
 
@@ -79,7 +80,9 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         util::NullProgress progress;
         util::UiServices ui;
         maintenance::SalvageOutcome outcome;
-        ASSERT_TRUE(maintenance::SalvageDB(settings, progress, ui, salvaged, outcome))
+        platform::FixedClock clock({});
+        ASSERT_TRUE(
+            maintenance::SalvageDB(settings, progress, ui, clock, {salvaged, false}, outcome))
             << outcome.Error;
         ASSERT_EQ(outcome.Tables.size(), 2u);
         EXPECT_EQ(outcome.Tables[0].Name, "RentLog");
@@ -103,7 +106,7 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
     }
 }
 
-TEST(SalvageCommand, PrintsTheCountsAndNeverWritesOverAFile) {
+TEST(SalvageCommand, NeverWritesOverAFileAndReplacesOnlyWithASafetyCopy) {
     testsupport::TempDir dir;
     fs::create_directories(dir / "home");
     fs::create_directories(dir / "data");
@@ -117,20 +120,30 @@ TEST(SalvageCommand, PrintsTheCountsAndNeverWritesOverAFile) {
     }
     platform::RegistryStore reg(dir.str() + "registry.reg");
     startup::RegWriteString(reg, startup::DatabasesKey, "Default", data);
+    const std::string counts = "RentLog\t30000\t30000\nLease\t2\t2\n";
 
     auto r = testsupport::RunCli(dir.str(), "salvage");
     EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "RentLog\t30000\t30000\nLease\t2\t2\n" + data + "Ketrova.salvaged.mdb\n");
+    EXPECT_EQ(r.out, counts + data + "Ketrova.salvaged.mdb\n");
     const std::string first = ReadFile(data + "Ketrova.salvaged.mdb");
-
     const std::string database = ReadFile(data + "Ketrova.mdb");
-    for (const std::string& args :
-         std::vector<std::string>{"salvage", "salvage --replace", "salvage --to " + data}) {
+    for (const std::string& args : {std::string("salvage"), "salvage --to " + data}) {
         SCOPED_TRACE(args);
         r = testsupport::RunCli(dir.str(), args);
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(ReadFile(data + "Ketrova.salvaged.mdb"), first);
-        EXPECT_EQ(ReadFile(data + "Ketrova.mdb"), database);
+        EXPECT_TRUE(ReadFile(data + "Ketrova.salvaged.mdb") == first);
+        EXPECT_TRUE(ReadFile(data + "Ketrova.mdb") == database);
+    }
+
+    r = testsupport::RunCli(dir.str(), "salvage --replace");
+    EXPECT_EQ(r.exitCode, 0);
+    const auto copies = safety::ListSafetyCopies(data + "Ketrova.mdb");
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(r.out, counts + data + "Ketrova.mdb\n" + safety::SafetyCopyLine(copies[0]) + "\n");
+    for (const std::string& file : {copies[0].path, data + "Ketrova.mdb"}) {
+        db::Connection back;
+        back.Open(file);
+        EXPECT_EQ(back.Scalar("SELECT count(*) FROM RentLog").AsInt(), Rows) << file;
     }
 }
 
