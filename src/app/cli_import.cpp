@@ -40,7 +40,12 @@ int RunImport(Context& ctx, const ImportArgs& args) {
         std::cout << safety::SafetyCopyLine(outcome.Kept) << "\n";
     }
     if (!ok) {
-        std::cerr << outcome.Error << "\nSee " << startup::RunLogPath(s) << " for the steps.\n";
+        const bool refused =
+            !args.request.Overwrite && outcome.Tables == 0 && util::FileExists(outcome.Database);
+        std::cerr << outcome.Error
+                  << (refused ? ".\nGive --overwrite to replace it; a safety copy of it is kept."
+                              : "")
+                  << "\nSee " << startup::RunLogPath(s) << " for the steps.\n";
         return 1;
     }
     if (args.registerFolder && !RegisterFolder(ctx, util::ParentFolder(outcome.Database))) {
