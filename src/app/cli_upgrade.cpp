@@ -47,7 +47,7 @@ int RunUpgradeCommand(Context& ctx) {
         db::Connection connection;
         // The log is opened and closed around the run, as the wizard page does;
         // a log that cannot be opened leaves the run without one.
-        s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         ok = upgrade::UpgradeDB(s, connection, progress, ui, clock, &report);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
@@ -55,8 +55,7 @@ int RunUpgradeCommand(Context& ctx) {
     }
     std::cout << status << "\n";
     if (ok && report.FailedStatements > 0) {
-        std::cout << upgrade::FailedStatementsText(report.FailedStatements,
-                                                   s.AppPath + "Ostrand.log")
+        std::cout << upgrade::FailedStatementsText(report.FailedStatements, startup::RunLogPath(s))
                   << "\n";
     }
     return ok ? 0 : 1;

@@ -443,7 +443,7 @@ std::vector<std::string> WindowLines(const std::vector<platform::TopWindow>& win
 
 void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
                     util::UiServices& ui, const platform::Clock& clock, DiagnosticsProbe& probe) {
-    const std::string reportFile = settings.AppPath + ReportName;
+    const std::string reportFile = startup::RunLogPath(settings);
     bool opened = false;
     try {
         const platform::VolumeSpace volume = probe.FreeSpace(settings.AppPath);
@@ -474,7 +474,7 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
                     SupportAddress + " for technical");
         report.Line("support. You can cut and paste the contents of this file or attach the "
                     "file located");
-        report.Line("at " + util::AddBackslash(settings.AppPath) + ReportName);
+        report.Line("at " + util::AddBackslash(startup::RunLogFolder(settings)) + ReportName);
         report.Line("");
         report.Line("If using Notepad to view turn off word wrap for better view.");
         report.Line("");

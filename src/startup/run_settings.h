@@ -90,4 +90,14 @@ struct RunSettings {
 // Writes one line to the open run log; does nothing while no log is open.
 void Log(RunSettings& settings, std::string_view line);
 
+// The folder that holds the run log and the report, ending in the separator,
+// and the log's full name ("Ostrand.log" there). Every operation writes its
+// log here and every message that sends the user to the log names it.
+std::string RunLogFolder(const RunSettings& settings);
+std::string RunLogPath(const RunSettings& settings);
+
+// The last error line ("{*} ...") of a log file, without its marker: what a
+// failure page shows as the cause. "" when the log has none.
+std::string LastErrorLine(const std::string& logPath);
+
 } // namespace startup

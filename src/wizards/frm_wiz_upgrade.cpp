@@ -97,7 +97,7 @@ void frmWizUpgrade::RUNUPGRADE_2() {
 void frmWizUpgrade::Finish_Success() {
     QString text = "The Ketrova database upgrade was successful.\n\n" + BackupAdvice();
     const std::string failed =
-        upgrade::FailedStatementsText(failedStatements_, settings_.AppPath + "Ostrand.log");
+        upgrade::FailedStatementsText(failedStatements_, startup::RunLogPath(settings_));
     if (!failed.empty()) {
         text += "\n\n" + QString::fromStdString(failed);
     }
@@ -108,7 +108,7 @@ void frmWizUpgrade::Finish_Success() {
 }
 
 void frmWizUpgrade::Finish_Failure() {
-    lblFinish_->setText(FailureText("Database upgrade failure.", settings_.AppPath));
+    lblFinish_->setText(FailureText("Database upgrade failure.", startup::RunLogFolder(settings_)));
     ResetAll(false, true, false, FaceFailure);
     SetPageHeading(PageRun, "The database could not be upgraded");
     ShowPage(PageRun);

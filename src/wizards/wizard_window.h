@@ -31,8 +31,8 @@ namespace wizards {
 inline constexpr const char* kSupportContact = maintenance::SupportAddress;
 
 // The failure text of a wizard's last page: its first sentence, then where
-// the run log lies, naming the program folder exactly as AppPath holds it.
-QString FailureText(const QString& firstSentence, const std::string& appPath);
+// the run log lies, naming its folder exactly as the run settings hold it.
+QString FailureText(const QString& firstSentence, const std::string& logFolder);
 
 // The closing sentences of every success page.
 QString BackupAdvice();
@@ -42,7 +42,7 @@ QString BackupAdvice();
 // program folder set by KETROVA_HOME may hold only the suite's data).
 std::string HelpPage(const std::string& appPath, const std::string& topic);
 
-// Opens AppPath + "Ostrand.log" afresh for one operation and keeps its number
+// Opens the run log afresh for one operation and keeps its number
 // in LogFileNo; closes it and sets LogFileNo back to 0 on every way out. A log
 // that cannot be opened leaves LogFileNo at 0 and the operation runs without.
 class RunLogScope {
