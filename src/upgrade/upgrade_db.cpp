@@ -63,14 +63,17 @@ std::string FreeColumnName(db::Connection& connection, const std::string& table,
 }
 
 // Sets every field the template adds to a plain table from its neutral
-// value: `value` makes the expression from the column and that value. A date
-// has none and stays empty; a Boolean column is never NULL. Other tables
-// keep the NULLs of their new fields: a change there would fire what is
-// attached to them, which no statement of the upgrade asked for.
+// value: `value` makes the expression from the column and that value. A new
+// date field gets the empty text, as the mortgage conversion gives its new
+// review date: a NULL of the run's own making would be reported as damage in
+// every later table check. A Boolean column is never NULL. Other tables keep
+// the NULLs of their new fields: a change there would fire what is attached
+// to them, which no statement of the upgrade asked for.
 void SetAddedFields(const db::SchemaLists& lists, DeferredUpdates& updates,
                     const std::function<ExprPtr(const ExprPtr& column, ExprPtr neutral)>& value) {
     for (const auto& f : lists.Template) {
-        ExprPtr neutral = NeutralLiteral(f.DataType);
+        ExprPtr neutral =
+            f.DataType == db::adDate ? MakeLiteral("''") : NeutralLiteral(f.DataType);
         if (f.Action == db::ActionAdd && f.DataType != db::adBoolean && neutral &&
             updates.Defers(f.TableName))
             updates.Assign(f.TableName, f.FieldName, value(MakeColumn(f.FieldName), neutral));
