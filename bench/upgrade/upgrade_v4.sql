@@ -149,12 +149,13 @@ INSERT INTO Building (
     LawnIrrigation, Shed, Deck, Waterfront, Notes, WaterSource, GasAvaliable, PurchDate, SaleDate,
     DeprBasis, DeprMethod, Name, Status, Multi, Distance, PurchPrice, PurchTitleIns, SalePrice,
     SaleTitleIns, DeprPeriod, InsCompany, InsPolicy, InsPremium, InsFlood, HOAName, HOADues,
-    HOAAutoInc, Hide)
+    HOAAutoInc, Hide, InsNextDue, HOANextDue)
   SELECT
     IdProperty, PropType, Address, City, County, State, Zip, Legal, ParcelID, YearBuilt, Zoning,
     PropDesc, Region, Construction, StoryHeight, LotShape, LotSize, KeyType, KeyCode, Pool, Fence,
     LawnIrrigation, Shed, Deck, Waterfront, Notes, WaterSource, GasAvaliable, PurchDate, SaleDate,
-    DeprBasis, DeprMethod, '', 'Owned', 0, 0, 0, 0, 0, 0, DeprTerm, '', '', 0, 0, '', 0, 0, 0
+    DeprBasis, DeprMethod, '', 'Owned', 0, 0, 0, 0, 0, 0, DeprTerm, '', '', 0, 0, '', 0, 0, 0,
+    '', ''
   FROM Property;
 INSERT INTO Unit (
     IdUnit, Unit, Status, Faces, Smoke, Bedrooms, Bathrooms, Split, Garage, WDHookup, Fireplace,
@@ -253,7 +254,7 @@ INSERT INTO Analysis_new (rowid,
     IdAnalysis, Description, IdBuilding, AnalysisDate, Price, Rent, Exp1, Exp2, Exp3, Exp4, Taxes,
     Insurance, Notes)
   SELECT rowid,
-    IFNULL(IdAnalysis, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), NULL, 0, 0,
+    IFNULL(IdAnalysis, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), '', 0, 0,
     IFNULL(ExpLandscape, 0), IFNULL(ExpTrash, 0), IFNULL(ExpPest, 0), IFNULL(ExpPool, 0), 0, 0, ''
   FROM Analysis;
 DROP TABLE Analysis;
@@ -268,7 +269,7 @@ INSERT INTO Appliance_new (rowid,
     IdAppliance, Description, IdUnit, Make, Model, SerialNumber, PurchDate, WarrantyEnd, Cost,
     Notes)
   SELECT rowid,
-    IFNULL(IdAppliance, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), '', '', '', NULL, NULL,
+    IFNULL(IdAppliance, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), '', '', '', '', '',
     0, ''
   FROM Appliance;
 DROP TABLE Appliance;
@@ -282,7 +283,7 @@ INSERT INTO AutoEvent_new (rowid,
     IdAutoEvent, Description, IdBuilding, IdUnit, EventType, NextDate, Interval, Periods, Amount)
   SELECT rowid,
     IFNULL(IdAutoEvent, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), IFNULL(IdProperty, 0),
-    0, NULL, 0, 0, 0
+    0, '', 0, 0, 0
   FROM AutoEvent;
 DROP TABLE AutoEvent;
 ALTER TABLE AutoEvent_new RENAME TO AutoEvent;
@@ -356,7 +357,7 @@ INSERT INTO Incident_new (rowid,
     IdIncident, IdTenant, Severity, Description, IdUnit, IncidentDate, Notes)
   SELECT rowid,
     IFNULL(IdIncident, 0), IFNULL(IdTenant, 0), '0 - Informational', IFNULL(Description, ''), 0,
-    NULL, ''
+    '', ''
   FROM Incident;
 DROP TABLE Incident;
 ALTER TABLE Incident_new RENAME TO Incident;
@@ -386,7 +387,7 @@ INSERT INTO Lease_new (rowid,
         WHEN 'Yearly' THEN 'Year(s)' ELSE IFNULL(TermType, '') END,
     IFNULL(Term, 0), IFNULL(Rent, 0), IFNULL(Pets, 0), IFNULL(DepositDamage, 0),
     IFNULL(DepositClean, 0), IFNULL(DepositPet, 0), IFNULL(DepositKey, 0), IFNULL(DepositOther1, 0),
-    IFNULL(DepositOther2, 0), IFNULL(IdProperty, 0), NULL, '', 0, 0, 0, 0, 0, IFNULL(LateFee, 0),
+    IFNULL(DepositOther2, 0), IFNULL(IdProperty, 0), '', '', 0, 0, 0, 0, 0, IFNULL(LateFee, 0),
     IFNULL(LateDays, 0), IFNULL(WarningFee, 0), IFNULL(WarningDays, 0), 0, 0, 0,
     -- DepositTotal, and DepositDue the same: nothing is paid yet.
     CASE IFNULL(Pets, 0)
@@ -424,7 +425,7 @@ CREATE TABLE Mileage_new (
 INSERT INTO Mileage_new (rowid,
     IdMileage, Miles, IdBuilding, TripDate, Rate, Purpose)
   SELECT rowid,
-    IFNULL(IdMileage, 0), IFNULL(Miles, 0), IFNULL(IdProperty, 0), NULL, 0, ''
+    IFNULL(IdMileage, 0), IFNULL(Miles, 0), IFNULL(IdProperty, 0), '', 0, ''
   FROM Mileage;
 DROP TABLE Mileage;
 ALTER TABLE Mileage_new RENAME TO Mileage;
@@ -466,8 +467,8 @@ INSERT INTO MortgageLog_new (rowid,
     IdMortgageLog, IdMortgage, Period, Payment, IdTransaction, DueDate, DatePaid, Principal,
     Interest, ExtraPrincipal, Escrow, Balance)
   SELECT rowid,
-    IFNULL(IdMortgageLog, 0), IFNULL(IdMortgage, 0), IFNULL(Period, 0), IFNULL(Payment, 0), 0, NULL,
-    NULL, 0, 0, 0, 0, 0
+    IFNULL(IdMortgageLog, 0), IFNULL(IdMortgage, 0), IFNULL(Period, 0), IFNULL(Payment, 0), 0, '',
+    '', 0, 0, 0, 0, 0
   FROM MortgageLog;
 DROP TABLE MortgageLog;
 ALTER TABLE MortgageLog_new RENAME TO MortgageLog;
@@ -517,7 +518,7 @@ CREATE TABLE SvcContract_new (
 INSERT INTO SvcContract_new (rowid,
     IdSvcContract, Description, IdBuilding, IdVendor, StartDate, EndDate, Amount, Interval, Notes)
   SELECT rowid,
-    IFNULL(IdSvcContract, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), 0, NULL, NULL, 0, 0,
+    IFNULL(IdSvcContract, 0), IFNULL(Description, ''), IFNULL(IdProperty, 0), 0, '', '', 0, 0,
     ''
   FROM SvcContract;
 DROP TABLE SvcContract;
@@ -534,7 +535,7 @@ INSERT INTO Tenant_new (rowid,
     CreditScore, Occupants, Hide, LastName)
   SELECT rowid,
     IFNULL(IdTenant, 0), IFNULL(FirstName, ''), IFNULL(Phone, ''), IFNULL(Notes, ''), '', '', '',
-    NULL, '', '', '', 0, 0, 0, IFNULL(LastName, '')
+    '', '', '', '', 0, 0, 0, IFNULL(LastName, '')
   FROM Tenant;
 DROP TABLE Tenant;
 ALTER TABLE Tenant_new RENAME TO Tenant;
@@ -604,7 +605,7 @@ INSERT INTO WorkOrder_new (rowid,
     CompletedDate, Priority, LaborHours, Cost, Hide, Notes)
   SELECT rowid,
     IFNULL(IdWorkOrder, 0), IFNULL(Description, ''), IFNULL(Status, ''), 0, IFNULL(IdProperty, 0),
-    0, 0, NULL, NULL, NULL, 0, 0, 0, 0, ''
+    0, 0, '', '', '', 0, 0, 0, 0, ''
   FROM WorkOrder;
 DROP TABLE WorkOrder;
 ALTER TABLE WorkOrder_new RENAME TO WorkOrder;
