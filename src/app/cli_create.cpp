@@ -34,6 +34,8 @@ private:
     util::Progress& inner_;
 };
 
+} // namespace
+
 bool RegisterFolder(Context& ctx, const std::string& folder) {
     startup::RunSettings& s = ctx.settings;
     startup::RegWriteString(startup::MachineRegistry(s), startup::DatabasesKey, s.AltDB, folder);
@@ -45,6 +47,8 @@ bool RegisterFolder(Context& ctx, const std::string& folder) {
     }
     return true;
 }
+
+namespace {
 
 int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     PrepareSettings(ctx);

@@ -17,6 +17,8 @@ int main(int argc, char** argv) {
     cli::RegisterBackupCommands(app, ctx);
     cli::RegisterLoanCommands(app, ctx);
     cli::RegisterSafetyCommands(app, ctx);
+    cli::RegisterImportCommands(app, ctx);
+    cli::RegisterSalvageCommands(app, ctx);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

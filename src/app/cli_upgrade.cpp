@@ -38,7 +38,7 @@ int RunUpgradeCommand(Context& ctx) {
 
     bool ok = false;
     std::string status;
-    upgrade::UpgradeOutcome outcome;
+    upgrade::UpgradeReport report;
     {
         TerminalProgress bar;
         StatusKeeper progress(bar);
@@ -48,13 +48,17 @@ int RunUpgradeCommand(Context& ctx) {
         // The log is opened and closed around the run, as the wizard page does;
         // a log that cannot be opened leaves the run without one.
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
-        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock, &outcome);
+        ok = upgrade::UpgradeDB(s, connection, progress, ui, clock, &report);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         status = progress.status;
     }
     std::cout << status << "\n";
-    PrintSafetyCopy(outcome.safetyCopy);
+    if (ok && report.FailedStatements > 0) {
+        std::cout << upgrade::FailedStatementsText(report.FailedStatements, startup::RunLogPath(s))
+                  << "\n";
+    }
+    PrintSafetyCopy(report.SafetyCopy);
     if (!ok) {
         PrintCause(s);
     }

@@ -80,7 +80,8 @@ bool TableExists(Connection& connection, std::string_view table) {
 
 std::vector<ColumnInfo> ListColumns(Connection& connection, std::string_view table) {
     detail::Statement st(Handle(connection),
-                         "SELECT name, type, \"notnull\" FROM pragma_table_info(?1) ORDER BY cid");
+                         "SELECT name, type, \"notnull\", dflt_value FROM pragma_table_info(?1) "
+                         "ORDER BY cid");
     st.Bind(1, Value(table));
     std::vector<ColumnInfo> columns;
     while (st.Step()) {
@@ -91,6 +92,10 @@ std::vector<ColumnInfo> ListColumns(Connection& connection, std::string_view tab
         c.DataType = t.DataType;
         c.Size = t.Size;
         c.NotNull = st.Column(2).AsInt() != 0;
+        const Value dflt = st.Column(3);
+        if (!dflt.IsNull()) {
+            c.Default = dflt.AsText();
+        }
         columns.push_back(std::move(c));
     }
     return columns;
@@ -173,6 +178,91 @@ void CreateIndex(Connection& connection, std::string_view table, std::string_vie
 
 void DropIndex(Connection& connection, const IndexInfo& index) {
     Run(connection, "DROP INDEX " + QuoteName(index.PhysicalName));
+}
+
+std::string ColumnDefinition(const ColumnInfo& column) {
+    std::string def = QuoteName(column.Name);
+    if (!column.Declared.empty()) {
+        def += " " + column.Declared;
+    }
+    if (column.NotNull) {
+        def += " NOT NULL";
+    }
+    if (column.Default) {
+        def += " DEFAULT " + *column.Default;
+    }
+    return def;
+}
+
+bool IsPlainTable(Connection& connection, std::string_view table) {
+    sqlite3* db = Handle(connection);
+    auto count = [&](const char* sql) {
+        detail::Statement st(db, sql);
+        st.Bind(1, Value(table));
+        return st.Step() ? st.Column(0).AsInt() : 0;
+    };
+    // A view may name the table; replacing it under the view would break it.
+    if (count("SELECT count(*) FROM sqlite_master WHERE type = 'view' OR (type = 'trigger' AND "
+              "tbl_name = ?1 COLLATE NOCASE)") > 0 ||
+        count("SELECT count(*) FROM pragma_table_list(?1) WHERE wr OR strict") > 0 ||
+        count("SELECT count(*) FROM pragma_index_list(?1) WHERE origin <> 'c'") > 0 ||
+        count("SELECT count(*) FROM pragma_foreign_key_list(?1)") > 0 ||
+        count("SELECT count(*) FROM pragma_table_xinfo(?1) WHERE hidden <> 0 OR pk <> 0 OR "
+              "name = 'rowid' COLLATE NOCASE") > 0) {
+        return false;
+    }
+    // Checks and collations live only in the definition's text.
+    detail::Statement st(db, "SELECT sql FROM sqlite_master WHERE type = 'table' AND "
+                             "name = ?1 COLLATE NOCASE");
+    st.Bind(1, Value(table));
+    if (!st.Step()) {
+        return false;
+    }
+    const std::string sql = st.Column(0).AsText();
+    for (size_t i = 0; i < sql.size();) {
+        const char c = sql[i];
+        if (c == '\'' || c == '"' || c == '[' || c == '`') {
+            const size_t end = sql.find(c == '[' ? ']' : c, i + 1);
+            i = end == std::string::npos ? sql.size() : end + 1;
+            continue;
+        }
+        if (!std::isalpha(static_cast<unsigned char>(c))) {
+            ++i;
+            continue;
+        }
+        size_t end = i;
+        while (end < sql.size() &&
+               (std::isalnum(static_cast<unsigned char>(sql[end])) || sql[end] == '_')) {
+            ++end;
+        }
+        const std::string_view word = std::string_view(sql).substr(i, end - i);
+        for (std::string_view kept : {"CHECK", "COLLATE", "CONSTRAINT", "REFERENCES"}) {
+            if (EqualsNoCase(word, kept)) {
+                return false;
+            }
+        }
+        i = end;
+    }
+    return true;
+}
+
+void RebuildTable(Connection& connection, std::string_view table,
+                  const std::vector<RebuiltColumn>& columns) {
+    // A "." is never part of a suite table's name, so this one is free.
+    const std::string rebuilt = QuoteName(std::string(table) + ".rebuild");
+    std::string create = "CREATE TABLE " + rebuilt + " (";
+    std::string names = "rowid";
+    std::string values = "rowid";
+    for (size_t i = 0; i < columns.size(); ++i) {
+        create += (i ? ", " : "") + ColumnDefinition(columns[i].Column);
+        names += ", " + QuoteName(columns[i].Column.Name);
+        values += ", " + columns[i].Expression;
+    }
+    Run(connection, create + ")");
+    Run(connection, "INSERT INTO " + rebuilt + " (" + names + ") SELECT " + values + " FROM " +
+                        QuoteName(table));
+    Run(connection, "DROP TABLE " + QuoteName(table));
+    Run(connection, "ALTER TABLE " + rebuilt + " RENAME TO " + QuoteName(table));
 }
 
 void ReplaceColumn(Connection& connection, std::string_view table, std::string_view column,

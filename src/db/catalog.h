@@ -12,6 +12,7 @@
 #include "db/connection.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,7 @@ struct ColumnInfo {
     int16_t DataType = adInteger;
     int32_t Size = 0;
     bool NotNull = false;
+    std::optional<std::string> Default; // the default's expression as written
 };
 
 struct IndexInfo {
@@ -66,6 +68,31 @@ void DropIndex(Connection& connection, const IndexInfo& index);
 void ReplaceColumn(Connection& connection, std::string_view table, std::string_view column,
                    int16_t dataType, int32_t size, std::string_view tempName,
                    const std::function<void()>& copy);
+
+// The column's definition as a CREATE TABLE lists it: name, declared type,
+// NOT NULL and DEFAULT as the table has them.
+std::string ColumnDefinition(const ColumnInfo& column);
+
+// True when the table is rows and typed columns only, nothing that names it or
+// that its definition holds apart from them: no trigger on it, no view in the
+// database, no key, unique, check, collation, reference or generated column,
+// no column that hides the rowid, not strict. Such a table can be rebuilt
+// from its columns alone.
+bool IsPlainTable(Connection& connection, std::string_view table);
+
+// One column of a rebuilt table and the expression over the old table's row
+// that fills it.
+struct RebuiltColumn {
+    ColumnInfo Column;
+    std::string Expression;
+};
+
+// Replaces a plain table by a new one with `columns`, filled in one pass from
+// the old rows, each row keeping its rowid (and so its place in the table's
+// order). The old table goes with its indexes. Not atomic by itself: run it
+// inside a Transaction.
+void RebuildTable(Connection& connection, std::string_view table,
+                  const std::vector<RebuiltColumn>& columns);
 
 // Double-quoted identifier for statements this folder writes.
 std::string QuoteName(std::string_view name);

@@ -120,8 +120,19 @@ Value Connection::Scalar(std::string_view sql) {
     return stmt.Column(0);
 }
 
+void Connection::Check(std::string_view sql) {
+    detail::Statement stmt(handle(), TranslateJet(sql));
+}
+
 bool Connection::InTransaction() const {
     return IsOpen() && !sqlite3_get_autocommit(handle());
+}
+
+std::string ErrorText(const std::exception& e) {
+    if (const auto* de = dynamic_cast<const Error*>(&e)) {
+        return "error " + std::to_string(de->code()) + " " + de->what();
+    }
+    return std::string("error ") + e.what();
 }
 
 bool CreateDatabaseFile(const std::string& file, std::string& error) {

@@ -94,6 +94,10 @@ private:
     std::string s_;
 };
 
+// An error as the run log tells it: "error " + the engine's code + " " + its
+// message for a db::Error, "error " + the message for anything else.
+std::string ErrorText(const std::exception& e);
+
 // The ADO type and size of a declared SQLite column type ("VARCHAR(50)" is
 // adVarWChar of 50). Unknown names follow the engine's affinity rules.
 struct DeclaredType {
@@ -105,6 +109,13 @@ DeclaredType TypeFromDeclared(std::string_view declared);
 // columns: BOOLEAN columns are NOT NULL DEFAULT 0 (the engine stores no NULL
 // for a Boolean).
 std::string DeclaredFromType(int16_t dataType, int32_t size);
+
+// How the engine stores a value written into a column of the declared type
+// (its column affinity), by the engine's own rules: "INT" anywhere makes it
+// whole numbers, "CHAR", "CLOB" or "TEXT" text, "BLOB" or no type none,
+// "REAL", "FLOA" or "DOUB" floating numbers, anything else numeric.
+enum class Affinity { Integer, Text, Blob, Real, Numeric };
+Affinity AffinityOf(std::string_view declared);
 
 // Rewrites the Jet-only forms of a statement into SQLite's: "DELETE * FROM"
 // becomes "DELETE FROM". Everything else is passed through as written.
@@ -139,6 +150,10 @@ public:
     int Execute(std::string_view sql);
     // The first column of the first row of a query, NULL when there is none.
     Value Scalar(std::string_view sql);
+    // Compiles a statement (Jet forms accepted) without running it: throws
+    // what running it would throw before touching a row (a column or table
+    // the database lacks, a syntax error).
+    void Check(std::string_view sql);
 
     // True while a transaction or savepoint is open on the connection.
     bool InTransaction() const;

@@ -55,13 +55,6 @@ std::string FieldKey(std::string_view table, std::string_view column) {
     return Upper(table) + '\x1f' + Upper(column);
 }
 
-std::string ErrorText(const std::exception& e) {
-    if (const auto* de = dynamic_cast<const Error*>(&e)) {
-        return "error " + std::to_string(de->code()) + " " + de->what();
-    }
-    return std::string("error ") + e.what();
-}
-
 } // namespace
 
 std::string TemplateFileName(const startup::RunSettings& settings) {
@@ -246,25 +239,30 @@ bool AddFields(startup::RunSettings& settings, Connection& connection, const Sch
     }
 }
 
+bool UpdateField(startup::RunSettings& settings, Connection& connection, const Field& f) {
+    try {
+        // Whole or not at all: a failure in the copy must not leave the data
+        // stranded in "t_Column".
+        Transaction transaction(connection);
+        ReplaceColumn(connection, f.TableName, f.FieldName, f.DataType, f.Size, "t_Column", [&] {
+            connection.Execute("UPDATE " + f.TableName + " SET " + f.FieldName + " = t_Column");
+        });
+        transaction.Commit();
+        return true;
+    } catch (const std::exception& e) {
+        Log(settings, "{*} UpdateFields: field {" + f.FieldName + "} of {" + f.TableName +
+                          "}: " + ErrorText(e));
+        return false;
+    }
+}
+
 bool UpdateFields(startup::RunSettings& settings, Connection& connection, const SchemaLists& lists,
                   util::UiServices& ui) {
     for (const Field& f : lists.Template) {
         if (f.Action != ActionUpdate) {
             continue;
         }
-        try {
-            // One field at a time, whole or not at all: a failure in the copy
-            // must not leave the data stranded in "t_Column".
-            Transaction transaction(connection);
-            ReplaceColumn(connection, f.TableName, f.FieldName, f.DataType, f.Size, "t_Column",
-                          [&] {
-                              connection.Execute("UPDATE " + f.TableName + " SET " + f.FieldName +
-                                                 " = t_Column");
-                          });
-            transaction.Commit();
-        } catch (const std::exception& e) {
-            Log(settings, "{*} UpdateFields: field {" + f.FieldName + "} of {" + f.TableName +
-                              "}: " + ErrorText(e));
+        if (!UpdateField(settings, connection, f)) {
             return false;
         }
         ui.DoEvents();
@@ -346,6 +344,22 @@ bool DeleteIndexes(startup::RunSettings& settings, Connection& connection) {
     return true;
 }
 
+std::optional<Value> NeutralValue(int16_t dataType) {
+    switch (dataType) {
+    case adInteger:
+    case adDouble:
+    case adCurrency:
+        return Value(0);
+    case adBoolean:
+        return Value(false);
+    case adVarWChar:
+    case adLongVarWChar:
+        return Value("");
+    default:
+        return std::nullopt; // a date, or a type the suite never repairs
+    }
+}
+
 int16_t RepairNullValues(Recordset& recordset, startup::RunSettings& settings) {
     int16_t found = 0;
     if (recordset.IsEOF()) {
@@ -359,21 +373,8 @@ int16_t RepairNullValues(Recordset& recordset, startup::RunSettings& settings) {
             const FieldInfo& info = recordset.FieldAt(i);
             Log(settings, "{*} NULL value detected in field " + info.Name);
             ++found;
-            switch (info.Type) {
-            case adInteger:
-            case adDouble:
-            case adCurrency:
-                recordset.SetField(i, Value(0));
-                break;
-            case adBoolean:
-                recordset.SetField(i, Value(false));
-                break;
-            case adVarWChar:
-            case adLongVarWChar:
-                recordset.SetField(i, Value(""));
-                break;
-            default:
-                break; // dates and the rest have no neutral value
+            if (auto neutral = NeutralValue(info.Type)) {
+                recordset.SetField(i, std::move(*neutral));
             }
         }
         if (recordset.EditPending()) {

@@ -10,6 +10,7 @@
 #include "util/services.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,8 @@ bool AddFields(startup::RunSettings& settings, Connection& connection, const Sch
 // transaction; false on the first field that fails (that field is unchanged).
 bool UpdateFields(startup::RunSettings& settings, Connection& connection, const SchemaLists& lists,
                   util::UiServices& ui);
+// The same for one field, whatever its Action.
+bool UpdateField(startup::RunSettings& settings, Connection& connection, const Field& field);
 
 // Drops every database field marked 2. The last column of a table stays
 // (a table cannot be left without columns; an obsolete table is dropped whole
@@ -82,6 +85,11 @@ bool AddIndexes(startup::RunSettings& settings, Connection& connection, const Sc
 // Drops every index of every user table; a failure is logged
 // ("{*} prv_DeleteIndexes: error deleting database index") and the rest go on.
 bool DeleteIndexes(startup::RunSettings& settings, Connection& connection);
+
+// The value that stands for "nothing" in a column of the type: 0 for whole
+// numbers, doubles and currency, false for yes/no, "" for texts; none for
+// dates and the other types, which have no such value and stay NULL.
+std::optional<Value> NeutralValue(int16_t dataType);
 
 // Replaces the NULL values of the recordset's current row by its type's
 // neutral value (0, false, "") and saves the row; dates and other types stay

@@ -286,6 +286,27 @@ DeclaredType TypeFromDeclared(std::string_view declared) {
     return {adNumeric, 0};
 }
 
+Affinity AffinityOf(std::string_view declared) {
+    std::string name;
+    for (char c : declared) {
+        name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    auto has = [&](std::string_view part) { return name.find(part) != std::string::npos; };
+    if (has("INT")) {
+        return Affinity::Integer;
+    }
+    if (has("CHAR") || has("CLOB") || has("TEXT")) {
+        return Affinity::Text;
+    }
+    if (has("BLOB") || TrimBlanks(declared).empty()) {
+        return Affinity::Blob;
+    }
+    if (has("REAL") || has("FLOA") || has("DOUB")) {
+        return Affinity::Real;
+    }
+    return Affinity::Numeric;
+}
+
 std::string DeclaredFromType(int16_t dataType, int32_t size) {
     switch (dataType) {
     case adInteger:

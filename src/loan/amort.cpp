@@ -454,7 +454,7 @@ std::string cShared_Amort::xPri() const {
         if (i > 0) {
             out += ',';
         }
-        out += util::SingleToText(schedule_[i].ExtraPrincipal);
+        out += util::DoubleToText(static_cast<double>(schedule_[i].ExtraPrincipal));
     }
     return out;
 }

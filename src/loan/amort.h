@@ -94,7 +94,9 @@ public:
     Currency CurrentIPmt() const;
 
     // Every period's rate as a fraction (7.5 % gives 0.075), and every
-    // period's extra principal, each list joined by ",".
+    // period's extra principal, each list joined by ",": the tables of the
+    // mortgage record, whose values are Doubles and keep the exact value of
+    // each Single here (7.3 % gives 0.07300000190734864).
     std::string xRate() const;
     std::string xPri() const;
 

@@ -12,6 +12,7 @@ namespace maintenance {
 
 namespace {
 
+using db::ErrorText;
 using startup::Log;
 
 // Repairs are committed in batches: one transaction per repaired row would
@@ -20,13 +21,6 @@ using startup::Log;
 constexpr int kRowsPerCommit = 2000;
 // How many repaired rows pass between two runs of pending window events.
 constexpr int kRowsPerEvents = 500;
-
-std::string ErrorText(const std::exception& e) {
-    if (const auto* de = dynamic_cast<const db::Error*>(&e)) {
-        return "error " + std::to_string(de->code()) + " " + de->what();
-    }
-    return std::string("error ") + e.what();
-}
 
 bool IsSuiteTable(const std::string& name) {
     return !util::EqualsNoCase(name.substr(0, 4), "MSYS");
@@ -87,6 +81,54 @@ void RepairTable(startup::RunSettings& settings, db::Connection& connection,
     }
 }
 
+// Logs the NULLs of the table as RepairNullValues would, row by row in the
+// same order, without changing a row; gives the columns to repair. Only
+// whether each field is NULL is read, and the lines go to the log in blocks:
+// a large table may hold hundreds of thousands of them.
+std::vector<db::ColumnInfo> LogNulls(startup::RunSettings& settings, db::Connection& connection,
+                                     const std::string& table,
+                                     const std::vector<db::ColumnInfo>& columns,
+                                     util::UiServices& ui) {
+    std::string flags;
+    for (size_t i = 0; i < columns.size(); ++i) {
+        flags += (i ? ", " : "") + db::QuoteName(columns[i].Name) + " IS NULL";
+    }
+    const std::string rows = RowsWithNulls(table, columns);
+    db::Recordset rs;
+    rs.Open(connection, "SELECT " + flags + rows.substr(rows.find(" FROM ")));
+    std::vector<bool> found(columns.size(), false);
+    std::string block;
+    int inBlock = 0;
+    auto write = [&] {
+        if (inBlock > 0) {
+            Log(settings, block);
+        }
+        block.clear();
+        inBlock = 0;
+    };
+    for (int row = 1; !rs.IsEOF(); rs.MoveNext(), ++row) {
+        for (size_t i = 0; i < columns.size(); ++i) {
+            if (rs.Field(static_cast<int>(i)).AsInt() != 0) {
+                block += (inBlock++ ? "\r\n" : "") +
+                         std::string("{*} NULL value detected in field ") + columns[i].Name;
+                found[i] = true;
+            }
+        }
+        if (row % kRowsPerEvents == 0) {
+            write();
+            ui.DoEvents();
+        }
+    }
+    write();
+    std::vector<db::ColumnInfo> repaired;
+    for (size_t i = 0; i < columns.size(); ++i) {
+        if (found[i] && db::NeutralValue(columns[i].DataType)) {
+            repaired.push_back(columns[i]);
+        }
+    }
+    return repaired;
+}
+
 } // namespace
 
 std::string TableLine(const std::string& table, int32_t fields, int32_t records) {
@@ -94,7 +136,8 @@ std::string TableLine(const std::string& table, int32_t fields, int32_t records)
            std::to_string(records) + " records} ";
 }
 
-bool CheckTables(startup::RunSettings& settings, db::Connection& connection, util::UiServices& ui) {
+bool CheckTables(startup::RunSettings& settings, db::Connection& connection, util::UiServices& ui,
+                 NullRepairs* deferred) {
     std::vector<std::string> tables;
     try {
         tables = db::ListTables(connection);
@@ -113,7 +156,11 @@ bool CheckTables(startup::RunSettings& settings, db::Connection& connection, uti
                 connection.Scalar("SELECT Count(*) AS RecordCount FROM " + table).AsInt());
             Log(settings, TableLine(table, static_cast<int32_t>(columns.size()), records));
             if (records > 0 && !columns.empty()) {
-                RepairTable(settings, connection, table, columns, ui);
+                if (deferred && deferred->Takes(table)) {
+                    deferred->Repair(table, LogNulls(settings, connection, table, columns, ui));
+                } else {
+                    RepairTable(settings, connection, table, columns, ui);
+                }
             }
         } catch (const std::exception& e) {
             Log(settings, "{*} Error checking table " + table + ": " + ErrorText(e));

@@ -23,4 +23,17 @@ int32_t ConvertTenantContacts(db::Connection& connection, const platform::Clock&
 // walk moves on. Returns the number converted.
 int32_t RecalculateMortgages(db::Connection& connection);
 
+// The two conversions as an upgrade runs them. A caller may pass its own, to
+// time them apart from the statements (they are the part computed here).
+class RecordConversions {
+public:
+    virtual ~RecordConversions() = default;
+    virtual int32_t TenantContacts(db::Connection& connection, const platform::Clock& clock) {
+        return ConvertTenantContacts(connection, clock);
+    }
+    virtual int32_t Mortgages(db::Connection& connection) {
+        return RecalculateMortgages(connection);
+    }
+};
+
 } // namespace upgrade

@@ -1,5 +1,7 @@
 #include "upgrade/migration_statements.h"
 
+#include "db/connection.h"
+
 #include <array>
 
 namespace upgrade {
@@ -127,6 +129,12 @@ constexpr std::array kGroupB = {
 };
 // clang-format on
 
+constexpr std::array kRunColumns = {
+    RunColumn{"Building", "DeprTerm", db::adInteger},
+    RunColumn{"Building", "InsDate", db::adDate},
+    RunColumn{"Building", "HOALastDate", db::adDate},
+};
+
 } // namespace
 
 std::span<const MigrationItem> MigrationGroupA() {
@@ -141,6 +149,13 @@ bool RunsGroupA(int16_t version) {
 }
 bool RunsGroupB(int16_t version) {
     return version < 6;
+}
+
+std::span<const RunColumn> ColumnsForTheRun(int16_t version) {
+    if (!RunsGroupB(version)) {
+        return {};
+    }
+    return kRunColumns;
 }
 
 std::vector<MigrationItem> MigrationsForVersion(int16_t version) {

@@ -33,4 +33,18 @@ bool RunsGroupB(int16_t version);
 // The items a database of `version` receives, in the order they run.
 std::vector<MigrationItem> MigrationsForVersion(int16_t version);
 
+// An old column that the statements move data through.
+struct RunColumn {
+    std::string_view table;
+    std::string_view column;
+    int16_t dataType; // ADO type code
+};
+
+// The old columns of the Building table that the statements write and read
+// (the copy from Property fills them, the second group moves them on). An
+// old database may have kept its buildings as properties only; when the
+// upgrade creates the Building table, the table gets these for the run, and
+// they go with the other obsolete columns. None when no group runs.
+std::span<const RunColumn> ColumnsForTheRun(int16_t version);
+
 } // namespace upgrade

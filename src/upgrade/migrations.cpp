@@ -7,23 +7,48 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace upgrade {
 
 namespace {
 
-void RunItem(db::Connection& connection, const platform::Clock& clock, const MigrationItem& item) {
+// What a conversion reads and writes through its own recordsets; each is
+// brought up to date before it runs.
+std::vector<std::string> TablesOf(MigrationKind kind) {
+    switch (kind) {
+    case MigrationKind::TenantContacts:
+        return {"Tenant", "Contact", "Configuration"};
+    case MigrationKind::MortgageRecalculation:
+        return {"Mortgage"};
+    case MigrationKind::Statement:
+        break;
+    }
+    return {};
+}
+
+// Refused statements are expected: each group is written for the oldest
+// database it may meet. They are told, since a statement that a database of
+// its version should take and does not leaves data unconverted.
+void RunItem(startup::RunSettings& settings, db::Connection& connection, DeferredUpdates& updates,
+             const platform::Clock& clock, const MigrationItem& item,
+             RecordConversions& conversions, int& failedStatements) {
+    for (const std::string& table : TablesOf(item.kind)) {
+        updates.Flush(table);
+    }
     switch (item.kind) {
     case MigrationKind::Statement:
-        // Refused statements are expected: each group is written for the
-        // oldest database it may meet.
-        db::ExecuteSQL(connection, item.sql);
+        if (std::string error = updates.Run(item.sql); !error.empty()) {
+            ++failedStatements;
+            startup::Log(settings,
+                         "{*} SQL update failed: " + std::string(item.sql) + " (" + error + ")");
+        }
         break;
     case MigrationKind::TenantContacts:
-        ConvertTenantContacts(connection, clock);
+        conversions.TenantContacts(connection, clock);
         break;
     case MigrationKind::MortgageRecalculation:
-        RecalculateMortgages(connection);
+        conversions.Mortgages(connection);
         break;
     }
 }
@@ -55,7 +80,8 @@ int64_t PropertiesNotCopied(db::Connection& connection) {
 }
 
 bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
-                   const platform::Clock& clock, util::UiServices& ui, int16_t version) {
+                   DeferredUpdates& updates, const platform::Clock& clock, util::UiServices& ui,
+                   int16_t version, RecordConversions& conversions, int& failedStatements) {
     const auto items = MigrationsForVersion(version);
     if (items.empty())
         return true;
@@ -72,7 +98,7 @@ bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
     }
     for (const auto& item : items) {
         try {
-            RunItem(connection, clock, item);
+            RunItem(settings, connection, updates, clock, item, conversions, failedStatements);
         } catch (const std::exception& e) {
             // The old columns a conversion reads are dropped by the next
             // step; going on would lose every record not yet converted.
@@ -84,7 +110,18 @@ bool RunMigrations(startup::RunSettings& settings, db::Connection& connection,
     }
     // The old properties are dropped with their table; each must be a
     // building and a unit by now, or those it is not would be lost.
-    const int64_t lost = RunsGroupA(version) ? PropertiesNotCopied(connection) : 0;
+    int64_t lost = 0;
+    if (RunsGroupA(version)) {
+        try {
+            for (const char* table : {"Property", "Building", "Unit"}) {
+                updates.Flush(table);
+            }
+        } catch (const std::exception& e) {
+            startup::Log(settings, std::string("{*} SQL updates: ") + e.what());
+            return false;
+        }
+        lost = PropertiesNotCopied(connection);
+    }
     if (lost > 0) {
         startup::Log(settings, "{*} SQL updates: " + std::to_string(lost) +
                                    " properties were not copied to buildings and units");

@@ -9,9 +9,9 @@ namespace util {
 
 namespace {
 
-// The %G form of C with `digits` significant digits is the Windows text of a
-// number except for the exponent letter's case and the sign of zero.
-template <class T> std::string ToText(T value, int digits) {
+// The %G form of C with 7 significant digits is the Windows text of a Single
+// except for the exponent letter's case and the sign of zero.
+std::string SevenDigits(float value) {
     if (!std::isfinite(value) || value == 0) {
         // No Windows program can hold these, and "-0" is never written:
         // a stored text must stay readable by every reader of it.
@@ -20,11 +20,11 @@ template <class T> std::string ToText(T value, int digits) {
     char buf[48];
     // Whole numbers below the E-notation limit are common in schedules
     // (terms, rates, zero amounts) and print as plain integers, much faster.
-    if (std::fabs(value) < (digits == 7 ? T(1e7) : T(1e15)) && value == std::trunc(value)) {
+    if (std::fabs(value) < 1e7f && value == std::trunc(value)) {
         auto res = std::to_chars(buf, buf + sizeof buf, static_cast<long long>(value));
         return std::string(buf, res.ptr);
     }
-    auto res = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general, digits);
+    auto res = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::general, 7);
     std::string text(buf, res.ptr);
     auto e = text.find('e');
     if (e != std::string::npos) {
@@ -155,11 +155,44 @@ template <class T> std::optional<T> FromText(std::string_view text) {
 } // namespace
 
 std::string SingleToText(float value) {
-    return ToText(value, 7);
+    return SevenDigits(value);
 }
 
 std::string DoubleToText(double value) {
-    return ToText(value, 15);
+    if (!std::isfinite(value) || value == 0) {
+        return "0";
+    }
+    // The shortest digits that read back the same, in the layout above.
+    char buf[48];
+    auto res =
+        std::to_chars(buf, buf + sizeof buf, std::fabs(value), std::chars_format::scientific);
+    const std::string_view sci(buf, static_cast<size_t>(res.ptr - buf));
+    const size_t e = sci.find('e');
+    std::string digits(sci.substr(0, e));
+    if (digits.size() > 1) {
+        digits.erase(1, 1); // the point after the first digit
+    }
+    int exponent = 0;
+    std::from_chars(sci.data() + e + 1 + (sci[e + 1] == '+'), sci.data() + sci.size(), exponent);
+    std::string text = value < 0 ? "-" : "";
+    if (exponent >= 15 || exponent < -4) {
+        text += digits.substr(0, 1);
+        if (digits.size() > 1) {
+            text += "." + digits.substr(1);
+        }
+        const std::string power = std::to_string(std::abs(exponent));
+        text += std::string(exponent < 0 ? "E-" : "E+") + (power.size() < 2 ? "0" : "") + power;
+    } else if (exponent >= 0) {
+        const size_t whole = static_cast<size_t>(exponent) + 1;
+        if (digits.size() <= whole) {
+            text += digits + std::string(whole - digits.size(), '0');
+        } else {
+            text += digits.substr(0, whole) + "." + digits.substr(whole);
+        }
+    } else {
+        text += "0." + std::string(static_cast<size_t>(-exponent - 1), '0') + digits;
+    }
+    return text;
 }
 
 std::optional<float> TextToSingle(std::string_view text) {

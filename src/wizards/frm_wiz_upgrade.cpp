@@ -78,26 +78,32 @@ void frmWizUpgrade::RUNUPGRADE_2() {
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageRun);
     bool upgraded = false;
-    upgrade::UpgradeOutcome outcome;
+    upgrade::UpgradeReport report;
     RunLocked([&] {
         RunLogScope log(settings_);
         BarProgress progress(pgbMakeDB_, lblCreateStatus_);
         try {
             upgraded = upgrade::UpgradeDB(settings_, context_.connection, progress, ui_,
-                                          context_.clock, &outcome);
+                                          context_.clock, &report);
         } catch (...) {
             upgraded = false; // the outcome page and the log carry the failure
         }
     });
-    safetyCopy_ = outcome.safetyCopy;
+    failedStatements_ = report.FailedStatements;
+    safetyCopy_ = report.SafetyCopy;
     ResetAll(false, true, false, FaceNext);
     SetTag(ActionButton, upgraded ? "FINISH_SUCCESS" : "FINISH_FAILURE");
     ShowPage(PageRun);
 }
 
 void frmWizUpgrade::Finish_Success() {
-    lblFinish_->setText(
-        SuccessPageText("The Ketrova database upgrade was successful.", safetyCopy_));
+    QString text = SuccessPageText("The Ketrova database upgrade was successful.", safetyCopy_);
+    const std::string failed =
+        upgrade::FailedStatementsText(failedStatements_, startup::RunLogPath(settings_));
+    if (!failed.empty()) {
+        text += "\n\n" + QString::fromStdString(failed);
+    }
+    lblFinish_->setText(text);
     ResetAll(false, true, false, FaceSuccess);
     SetPageHeading(PageRun, "The database is up to date");
     ShowPage(PageRun);

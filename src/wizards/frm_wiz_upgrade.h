@@ -31,7 +31,8 @@ private:
     QProgressBar* pgbMakeDB_ = nullptr;
     QLabel* lblCreateStatus_ = nullptr;
     QLabel* lblFinish_ = nullptr;
-    std::string safetyCopy_; // where the last run kept the database as it was
+    int failedStatements_ = 0; // of the last run
+    std::string safetyCopy_;   // where the last run kept the database as it was
 };
 
 } // namespace wizards

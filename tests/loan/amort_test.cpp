@@ -353,8 +353,10 @@ TEST_F(AmortTest, RateAndExtraPrincipalLists) {
     ASSERT_TRUE(amort.CreateAmortization(1000, 5, 3, Date{2026, 7, 1}, 0, false, "m"));
     ASSERT_TRUE(amort.AdjustI(7.25f, 2));
     ASSERT_TRUE(amort.PayExtra(1, 12.5f));
+    ASSERT_TRUE(amort.PayExtra(3, 0.1f));
     EXPECT_EQ(amort.xRate(), "0.05,0.0725,0.0725");
-    EXPECT_EQ(amort.xPri(), "12.5,0,0");
+    // Each Single's exact value, as the mortgage record's Doubles read it.
+    EXPECT_EQ(amort.xPri(), "12.5,0,0.10000000149011612");
     cShared_Amort empty;
     EXPECT_EQ(empty.xRate(), "");
     EXPECT_EQ(empty.xPri(), "");

@@ -26,9 +26,20 @@ protected:
     util::UiServices ui;
 };
 
+// The upgrade takes the repairs over and folds them into its own pass over
+// each table; what is logged must not change.
+class TakenRepairs final : public maintenance::NullRepairs {
+public:
+    bool Takes(const std::string&) override { return true; }
+    void Repair(const std::string& table, const std::vector<db::ColumnInfo>& columns) override {
+        for (const auto& c : columns)
+            handed += table + "." + c.Name + " ";
+    }
+    std::string handed;
+};
+
 TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
     MakeTables();
-    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
     const std::vector<std::string> expected = {
         "{ } Database Table Name  : Account {2 fields, 2 records} ",
         "{ } Database Table Name  : Empty {1 fields, 0 records} ",
@@ -39,6 +50,17 @@ TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
         "{*} NULL value detected in field Notes",
         "{*} NULL value detected in field IdUnit",
     };
+    TakenRepairs taken;
+    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui, &taken));
+    EXPECT_EQ(LogLines(), expected);
+    // Handed over in the table's order, and nothing changed here; a date
+    // has no neutral value and is only logged.
+    EXPECT_EQ(taken.handed, "Unit.IdUnit Unit.Name Unit.Rent Unit.Notes ");
+    EXPECT_EQ(Scalar("SELECT count(*) FROM Unit WHERE Name IS NULL OR IdUnit IS NULL").AsInt(), 2);
+
+    startup::CloseFile(settings.Files, settings.LogFileNo);
+    settings.LogFileNo = startup::OpenLogFile(settings.Files, (dir / "Ostrand.log").string(), 1, 0);
+    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
     EXPECT_EQ(LogLines(), expected);
 
     // Numbers become 0 and texts "", a date has no neutral value and stays NULL.

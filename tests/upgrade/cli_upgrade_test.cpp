@@ -1,6 +1,7 @@
 // ostrand-cli upgrade, run as the built program on a private program folder,
 // registry store, database and temporary folder.
 
+#include "db/connection.h"
 #include "old_databases.h"
 #include "safety/operation_guard.h"
 #include "safety/safety_copy.h"
@@ -9,6 +10,7 @@
 #include "startup/registry.h"
 #include "support/cli_run.h"
 #include "support/temp_dir.h"
+#include "upgrade/upgrade_db.h"
 
 #include <gtest/gtest.h>
 
@@ -56,6 +58,29 @@ TEST_F(UpgradeCommand, UpgradesTheRegisteredDatabaseAndLogsTheRun) {
     EXPECT_EQ(
         log.rfind("{ } UpgradeDB started\r\n{ } DB File: " + dir.str() + "data/Ketrova.mdb\r\n", 0),
         0u);
+}
+
+// The leases cannot be changed: each statement of the second group that
+// would change one fails (23, less the two term types no lease has), the run
+// goes on, and the user learns how many failed and where to look.
+TEST_F(UpgradeCommand, RefusedStatementsAreCountedAfterTheStatusAndListedInTheLog) {
+    {
+        db::Connection c;
+        c.Open(dir.str() + "data/Ketrova.mdb");
+        c.Execute("CREATE TRIGGER Locked BEFORE UPDATE ON Lease "
+                  "BEGIN SELECT RAISE(ABORT, 'lease is locked'); END");
+    }
+    CliResult r = Run("");
+    EXPECT_EQ(r.exitCode, 0);
+    const auto copies = safety::ListSafetyCopies(dir.str() + "data/Ketrova.mdb");
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(r.out, "Database upgraded successfully.\n" +
+                         upgrade::FailedStatementsText(21, dir.str() + "home/Ostrand.log") +
+                         "\nSafety copy: " + copies[0].path + "\n");
+    EXPECT_NE(
+        ReadFile(dir / "home/Ostrand.log")
+            .find("{*} SQL update failed: UPDATE Lease SET Hide = False (lease is locked)\r\n"),
+        std::string::npos);
 }
 
 // Failed or refused: the database stays as it was, and the terminal says why.

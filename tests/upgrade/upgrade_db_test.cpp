@@ -12,6 +12,7 @@
 #include "safety/operation_guard.h"
 #include "safety/safety_copy.h"
 #include "startup/locator.h"
+#include "upgrade/migration_statements.h"
 
 #include <gtest/gtest.h>
 
@@ -70,6 +71,7 @@ struct Installation {
     platform::FixedClock clock{{2026, 11, 22, 12, 0, 0}};
     CapturedProgress progress;
     util::UiServices ui;
+    upgrade::UpgradeReport report;
     std::string oldTmp;
 
     explicit Installation(int version, bool withTemplate = true) {
@@ -101,7 +103,7 @@ struct Installation {
         settings.LogFileNo =
             startup::OpenLogFile(settings.Files, settings.AppPath + "Ostrand.log", 1, 0);
         bool ok = steps ? upgrade::RunUpgrade(settings, progress, ui, *steps)
-                        : upgrade::UpgradeDB(settings, connection, progress, ui, clock);
+                        : upgrade::UpgradeDB(settings, connection, progress, ui, clock, &report);
         startup::CloseFile(settings.Files, settings.LogFileNo);
         settings.LogFileNo = 0;
         return ok;
@@ -182,6 +184,15 @@ class UpgradeFromVersion : public ::testing::TestWithParam<int> {};
 TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndVersionNine) {
     Installation in(GetParam());
     const std::string before = in.DbBytes(), version = in.VersionBytes();
+    std::set<std::string> oldColumns;
+    if (GetParam() > 0) {
+        db::Connection old;
+        old.Open(in.settings.DBFile);
+        for (const auto& table : db::ListTables(old)) {
+            for (const auto& col : db::ListColumns(old, table))
+                oldColumns.insert(Upper(table + "." + col.Name));
+        }
+    }
     ASSERT_TRUE(in.Run()) << in.Log();
     EXPECT_EQ(in.progress.status, "Database upgraded successfully.");
     EXPECT_EQ(in.progress.values.back(), 100);
@@ -221,6 +232,21 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndVersionNine) {
         }
     }
     EXPECT_EQ(liveIdx, wantedIdx);
+
+    // A consistent old database takes every statement of its version, and
+    // what is left for a report to find is only the user's own NULL dates
+    // (a date has no neutral value): no NULL is of the upgrade's making.
+    EXPECT_EQ(in.report.FailedStatements, 0) << in.Log();
+    for (const auto& table : db::ListTables(c)) {
+        for (const auto& col : db::ListColumns(c, table)) {
+            if (!db::NeutralValue(col.DataType) &&
+                oldColumns.contains(Upper(table + "." + col.Name)))
+                continue;
+            EXPECT_EQ(
+                in.Int("SELECT count(*) FROM " + table + " WHERE \"" + col.Name + "\" IS NULL"), 0)
+                << table << "." << col.Name;
+        }
+    }
 
     // The user's company data survives whatever the version.
     EXPECT_EQ(in.Text("SELECT CompanyName FROM Configuration"), kCompanyName);
@@ -346,6 +372,23 @@ TEST(UpgradeVersion4, PropertiesBecomeBuildingsAndUnitsAndLeasesTenantsFollow) {
     EXPECT_EQ(in.Text("SELECT Notes FROM WOItem WHERE IdWOItem = 49001"), "");
     // A NULL amount of the old rent log is 0 now; its dates stay as they were.
     EXPECT_EQ(in.Int("SELECT Count(*) FROM RentLog WHERE AmountPaid IS NULL"), 0);
+}
+
+// The suite kept its buildings as properties only: the table the upgrade
+// makes gets the old columns the copies move data through, for the run.
+TEST(UpgradeVersion4, WithoutABuildingTableThePropertiesStillBecomeBuildings) {
+    Installation in(4);
+    in.Open().Execute("DROP TABLE Building");
+    in.checker.Close();
+    ASSERT_TRUE(in.Run()) << in.Log();
+    EXPECT_EQ(in.report.FailedStatements, 0) << in.Log();
+    EXPECT_EQ(in.Text("SELECT Group_Concat(IdBuilding || ' ' || DeprPeriod || ' ' || Status) FROM "
+                      "Building"),
+              "1001 27 Owned,1002 27 Owned,1003 27 Owned");
+    for (const auto& col : db::ListColumns(in.Open(), "Building")) {
+        for (const auto& old : upgrade::ColumnsForTheRun(4))
+            EXPECT_NE(col.Name, old.column);
+    }
 }
 
 TEST(UpgradeVersion5, OnlyTheSecondGroupRuns) {

@@ -43,18 +43,30 @@ TEST(SingleToText, NonFiniteValuesAreWrittenAsZero) {
     EXPECT_EQ(SingleToText(std::numeric_limits<float>::quiet_NaN()), "0");
 }
 
-TEST(DoubleToText, FifteenSignificantDigits) {
-    EXPECT_EQ(DoubleToText(0.1 + 0.2), "0.3");
-    EXPECT_EQ(DoubleToText(0.075), "0.075");
-    EXPECT_EQ(DoubleToText(static_cast<double>(7.5f) * 0.01), "0.075");
-    EXPECT_EQ(DoubleToText(static_cast<double>(6.875f) * 0.01), "0.06875");
-    EXPECT_EQ(DoubleToText(1.0 / 3.0), "0.333333333333333");
-    EXPECT_EQ(DoubleToText(0.0), "0");
-    EXPECT_EQ(DoubleToText(123456789012345.0), "123456789012345");
-    EXPECT_EQ(DoubleToText(1234567890123456.0), "1.23456789012346E+15");
-    EXPECT_EQ(DoubleToText(1e100), "1E+100");
-    EXPECT_EQ(DoubleToText(0.0001), "0.0001");
-    EXPECT_EQ(DoubleToText(0.00001), "1E-05");
+// The fewest digits that read back as the same Double, laid out as a Single is.
+TEST(DoubleToText, ShortestTextThatReadsBackTheSameValue) {
+    const std::pair<double, const char*> cases[] = {
+        {0.1 + 0.2, "0.30000000000000004"},
+        {0.075, "0.075"},
+        {static_cast<double>(7.3f) * 0.01, "0.07300000190734864"},
+        {static_cast<double>(6.875f) * 0.01, "0.06875"},
+        {1.0 / 3.0, "0.3333333333333333"},
+        {-2.5, "-2.5"},
+        {0.0, "0"},
+        {-0.0, "0"},
+        {123456789012345.0, "123456789012345"},
+        {100.0, "100"},
+        {1234567890123456.0, "1.234567890123456E+15"},
+        {1e15, "1E+15"},
+        {1e100, "1E+100"},
+        {0.0001, "0.0001"},
+        {0.00001, "1E-05"},
+        {-1.5e-7, "-1.5E-07"},
+    };
+    for (const auto& [value, text] : cases) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(DoubleToText(value), text);
+    }
 }
 
 TEST(TextToNumber, ReadsWhatTheWindowsProgramsWrite) {
@@ -65,6 +77,7 @@ TEST(TextToNumber, ReadsWhatTheWindowsProgramsWrite) {
     EXPECT_EQ(TextToSingle("0,5"), 0.5f); // a machine with "," as its decimal separator
     EXPECT_EQ(TextToDouble("0.075"), 0.075);
     EXPECT_EQ(TextToDouble("1.23456789012346E+15"), 1.23456789012346e15);
+    EXPECT_EQ(TextToDouble("0.07300000190734864"), static_cast<double>(7.3f) * 0.01);
 }
 
 TEST(TextToNumber, AcceptsTypedForms) {
@@ -107,17 +120,17 @@ TEST(TextToNumber, SecondWriteRepeatsTheFirst) {
             EXPECT_NEAR(*back, s, std::fabs(s) * 1e-6f);
         }
     }
+    // A Double comes back exactly.
     for (double v = 1e-9; v < 1e20; v *= 3.1) {
-        std::string first = DoubleToText(v);
-        auto back = TextToDouble(first);
-        ASSERT_TRUE(back.has_value()) << first;
-        EXPECT_EQ(DoubleToText(*back), first);
-        EXPECT_NEAR(*back, v, v * 1e-14);
+        for (double d : {v, -v, v / 7}) {
+            std::string first = DoubleToText(d);
+            EXPECT_EQ(TextToDouble(first), d) << first;
+        }
     }
 }
 
-// The C library's %.7G and %.15G, with the exponent's letter as written,
-// are the texts of the Windows programs; compared over a wide spread of values.
+// The C library's %.7G, with the exponent's letter as written, is the text of
+// the Windows programs; compared over a wide spread of values.
 TEST(SingleToText, AgreesWithTheCLibrarysGeneralForm) {
     char ref[64];
     uint32_t state = 12345;
@@ -132,8 +145,5 @@ TEST(SingleToText, AgreesWithTheCLibrarysGeneralForm) {
         v = (i % 2) ? -v : v;
         std::snprintf(ref, sizeof ref, "%.7G", static_cast<double>(v));
         ASSERT_EQ(SingleToText(v), ref) << i;
-        double d = static_cast<double>(v) * 1.000000123;
-        std::snprintf(ref, sizeof ref, "%.15G", d);
-        ASSERT_EQ(DoubleToText(d), ref) << i;
     }
 }
