@@ -129,7 +129,7 @@ class FailingSteps final : public upgrade::DatabaseUpgradeSteps {
 public:
     FailingSteps(Installation& in, std::string failing)
         : DatabaseUpgradeSteps(in.settings, in.connection, in.ui, in.clock),
-          failing_(std::move(failing)) {}
+          connection_(in.connection), failing_(std::move(failing)) {}
 
     bool OpenDatabase() override { return Check("open", DatabaseUpgradeSteps::OpenDatabase()); }
     bool CleanNullFields() override {
@@ -157,6 +157,12 @@ public:
     }
     bool AddIndexes() override { return Check("add indexes", DatabaseUpgradeSteps::AddIndexes()); }
     bool WriteConfiguration(int16_t v) override {
+        if (failing_ == "damaged copy") {
+            // A row that breaks its table's rule: the converted copy's check finds it.
+            connection_.Execute("PRAGMA ignore_check_constraints = 1");
+            connection_.Execute("CREATE TABLE Odd (Rent DOUBLE CHECK (Rent >= 0))");
+            connection_.Execute("INSERT INTO Odd VALUES (-1)");
+        }
         return Check("configuration", DatabaseUpgradeSteps::WriteConfiguration(v));
     }
     // Closed, but the close reports an error.
@@ -172,6 +178,7 @@ public:
 
 private:
     bool Check(const char* step, bool result) { return failing_ == step ? false : result; }
+    db::Connection& connection_;
     std::string failing_;
 };
 
@@ -416,7 +423,7 @@ TEST(UpgradeFailure, AFailureAfterTheBackupPutsBackTheOriginalFiles) {
         for (const char* step :
              {"open", "nulls", "drop indexes", "schema", "compare", "add fields", "update fields",
               "migrations", "obsolete fields", "obsolete tables", "add indexes", "configuration",
-              "close", "version file"}) {
+              "close", "damaged copy", "version file"}) {
             SCOPED_TRACE(std::to_string(version) + " " + step);
             Installation in(version);
             const std::string db = in.DbBytes();
