@@ -47,16 +47,8 @@ bool IsDatabaseTarget(std::string_view target) {
                               DatabaseFileName);
 }
 
-// Anything at all at that name counts, a dangling link included: writing to a
-// name that is a link would write wherever the link points.
 bool SomethingAt(const std::string& path) {
-    std::error_code ec;
-    fs::file_status st = fs::symlink_status(path, ec);
-    if (ec) {
-        // Unknown (no permission to look): better treated as taken.
-        return ec != std::errc::no_such_file_or_directory && ec != std::errc::not_a_directory;
-    }
-    return st.type() != fs::file_type::not_found;
+    return LookAtName(path) != NameState::Free;
 }
 
 // True when `target`'s folder, with every link on the way resolved, lies at
@@ -126,12 +118,41 @@ std::optional<std::string> RestoreTargetName(const std::string& storedName,
     return util::AddBackslash(redirectFolder) + relative;
 }
 
-std::string RenamedTarget(const std::string& target) {
+NameState LookAtName(const std::string& path, std::string* why) {
+    std::error_code ec;
+    const fs::file_status st = fs::symlink_status(path, ec);
+    if (!ec) {
+        return st.type() == fs::file_type::not_found ? NameState::Free : NameState::Taken;
+    }
+    if (ec == std::errc::no_such_file_or_directory || ec == std::errc::not_a_directory) {
+        return NameState::Free;
+    }
+    // Never "something is there": a name that cannot be looked at cannot be
+    // written either, and a search for a free one would never end.
+    if (why) {
+        *why = ec.message() + ": " + path;
+    }
+    return NameState::Unusable;
+}
+
+std::optional<std::string> RenamedTarget(const std::string& target, std::string* why) {
     std::string candidate = target + ".restored";
-    for (long n = 0; SomethingAt(candidate); ++n) {
+    for (int n = 0; n <= kRenameTries; ++n) {
+        switch (LookAtName(candidate, why)) {
+        case NameState::Free:
+            return candidate;
+        case NameState::Unusable:
+            return std::nullopt;
+        case NameState::Taken:
+            break;
+        }
         candidate = target + ".restored." + std::to_string(n);
     }
-    return candidate;
+    if (why) {
+        *why = "No free name for the restored file: " + target + ".restored.0 to .restored." +
+               std::to_string(kRenameTries - 1) + " are all taken";
+    }
+    return std::nullopt;
 }
 
 bool ClearRestoreTarget(const std::string& target) {
@@ -206,6 +227,16 @@ std::string RestoreSummaryText(const std::string& archive, const std::vector<Arc
 
 namespace {
 
+// Logs a failed entry, then why it failed: the last error line of the log
+// is what the user is shown as the cause.
+bool Failed(startup::RunSettings& settings, const std::string& target, const std::string& why) {
+    startup::Log(settings, "{*} Restore failed for    : " + target);
+    if (!why.empty()) {
+        startup::Log(settings, "{*} " + why);
+    }
+    return false;
+}
+
 // One ticked entry; true when it was restored (a skipped entry was not).
 bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
                   const ArchiveEntry& entry, const RestoreOptions& options, util::UiServices& ui) {
@@ -214,18 +245,29 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
     if (!named || IsTheArchive(*named, archive) ||
         (!options.RedirectFolder.empty() && !StaysInside(*named, options.RedirectFolder))) {
         ui.DoEvents();
-        startup::Log(settings, "{*} Restore failed for    : " + util::Trim(entry.FileName));
-        return false;
+        return Failed(settings, util::Trim(entry.FileName), "");
     }
     std::string target = *named;
+    std::string why;
     bool cleared = true;
-    if (SomethingAt(target)) {
+    switch (LookAtName(target, &why)) {
+    case NameState::Unusable:
+        ui.DoEvents();
+        return Failed(settings, target, why);
+    case NameState::Free:
+        break;
+    case NameState::Taken:
         switch (options.Existing) {
         case ExistingFiles::Skip:
             skipped = true;
             break;
         case ExistingFiles::Rename:
-            target = RenamedTarget(target);
+            if (std::optional<std::string> renamed = RenamedTarget(target, &why)) {
+                target = *renamed;
+            } else {
+                ui.DoEvents();
+                return Failed(settings, target, why);
+            }
             break;
         case ExistingFiles::Overwrite:
             cleared = ClearRestoreTarget(target);
@@ -244,8 +286,7 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
     bool ok = cleared && !ec && ClearRestoreTarget(target) &&
               BaR_Restore_File(settings, archive, target, entry.StartPos, entry.FileLength);
     if (!ok) {
-        startup::Log(settings, "{*} Restore failed for    : " + target);
-        return false;
+        return Failed(settings, target, ec ? ec.message() : "");
     }
     startup::Log(settings, "{ } Restore succeeded for : " + target);
     if (options.LinkDatabase && IsDatabaseTarget(target)) {

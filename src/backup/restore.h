@@ -36,9 +36,22 @@ struct RestoreOptions {
 std::optional<std::string> RestoreTargetName(const std::string& storedName,
                                              const std::string& redirectFolder);
 
+// What a name holds before a restore writes to it.
+enum class NameState {
+    Free,     // nothing
+    Taken,    // a file, a folder or a link (a dangling one too: writing through
+              // it would write wherever it points)
+    Unusable, // a name the file system cannot hold (too long) or will not show
+};
+
+// Looks at the name itself, never through a link; `why` says what made it unusable.
+NameState LookAtName(const std::string& path, std::string* why = nullptr);
+
 // The first of target + ".restored", target + ".restored.0", ".restored.1", ...
-// that names no existing file.
-std::string RenamedTarget(const std::string& target);
+// that names nothing, among the first kRenameTries. Nothing when they are all
+// taken or the file system cannot hold the names; `why` then says which.
+inline constexpr int kRenameTries = 100;
+std::optional<std::string> RenamedTarget(const std::string& target, std::string* why = nullptr);
 
 // Makes room for a restore to `target`: deletes whatever is there (a link
 // itself, never what it points to) and, for the suite's database, a leftover

@@ -166,7 +166,7 @@ TEST(RestoreTarget, NamesInOriginalAndRedirectedRestores) {
     EXPECT_EQ(RestoreTargetName(std::string("/d/x\0\0\0", 7), ""), "/d/x");
 }
 
-TEST(RestoreTarget, RenameTakesTheFirstFreeName) {
+TEST(RestoreTarget, RenameTakesTheFirstFreeNameAndTheSearchEnds) {
     TempDir dir;
     const std::string t = dir.str() + "Ketrova.mdb";
     EXPECT_EQ(RenamedTarget(t), t + ".restored");
@@ -175,6 +175,18 @@ TEST(RestoreTarget, RenameTakesTheFirstFreeName) {
     WriteFile(t + ".restored.0", "");
     fs::create_symlink(dir / "nowhere", t + ".restored.1"); // dangling, still taken
     EXPECT_EQ(RenamedTarget(t), t + ".restored.2");
+    for (int n = 2; n < kRenameTries; ++n) {
+        WriteFile(t + ".restored." + std::to_string(n), "");
+    }
+    std::string why;
+    EXPECT_EQ(RenamedTarget(t, &why), std::nullopt);
+    EXPECT_NE(why.find("are all taken"), std::string::npos) << why;
+
+    // A name the file system cannot hold is no file that is there.
+    const std::string tooLong = dir.str() + std::string(250, 'n');
+    EXPECT_EQ(LookAtName(tooLong + "nnnnnn", &why), NameState::Unusable);
+    EXPECT_EQ(RenamedTarget(tooLong, &why), std::nullopt);
+    EXPECT_NE(why.find("too long"), std::string::npos) << why;
 }
 
 TEST(RestoreSelected, ExistingFilesAreSkippedRenamedOrOverwritten) {
@@ -218,9 +230,10 @@ TEST(RestoreSelected, WindowsArchiveRedirectedBelowAFolderWithoutTrailingSeparat
         run.WriteArchive("Ketrova.1.kbx", {{"C:\\Ketrova\\db\\KETROVA.MDB", Pattern(230000, 5)},
                                            {"C:\\Ketrova\\db\\Version", "9"},
                                            {"C:\\Ketrova\\..\\..\\..\\etc\\evil", "pwned", 4},
-                                           {"D:\\Letters\\Welcome.doc", "hello", 2}});
+                                           {"D:\\Letters\\Welcome.doc", "hello", 2},
+                                           {"C:\\" + std::string(256, 'n'), "too long", 4}});
     auto entries = List(arc);
-    ASSERT_EQ(entries.size(), 4u);
+    ASSERT_EQ(entries.size(), 5u);
     EXPECT_EQ(entries[1].StartPos, 501 + 230000 + 500);
     EXPECT_EQ(entries[1].FileDate, "3/14/2009 4:05:06 PM" + std::string(10, ' '));
     startup::RunSettings& s = run.settings;
@@ -240,6 +253,8 @@ TEST(RestoreSelected, WindowsArchiveRedirectedBelowAFolderWithoutTrailingSeparat
     const std::string log = run.Log();
     EXPECT_NE(log.find("{*} Restore failed for    : C:\\Ketrova\\..\\..\\..\\etc\\evil\r\n"),
               std::string::npos);
+    EXPECT_NE(log.find("{*} File name too long: " + run.Path("restored/") + std::string(256, 'n')),
+              std::string::npos);
     EXPECT_NE(log.find("{ } Restore succeeded for : " + db + "KETROVA.MDB\r\n"), std::string::npos);
     EXPECT_EQ(startup::RegReadString(startup::MachineRegistry(s), startup::DatabasesKey, "Branch2"),
               db);
@@ -251,6 +266,7 @@ TEST(RestoreSelected, WindowsArchiveRedirectedBelowAFolderWithoutTrailingSeparat
     opt.RedirectFolder = "again";
     opt.Existing = ExistingFiles::Overwrite;
     entries[2].Selected = 0;
+    entries[4].Selected = 0;
     EXPECT_EQ(RestoreSelected(s, arc, entries, opt, ui), 3);
     fs::current_path(before);
     EXPECT_EQ(startup::RegReadString(startup::MachineRegistry(s), startup::DatabasesKey, "Branch2"),
