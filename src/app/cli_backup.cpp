@@ -4,6 +4,7 @@
 #include "app/cli_common.h"
 #include "backup/bar.h"
 #include "backup/restore.h"
+#include "platform/clock.h"
 #include "util/paths.h"
 #include "util/strings.h"
 
@@ -103,8 +104,9 @@ int RunRestore(Context& ctx, const ArchiveOptions& opt) {
                        : opt.existing == "overwrite" ? backup::ExistingFiles::Overwrite
                                                      : backup::ExistingFiles::Rename;
     RestoreUi ui(backup::CountSelected(entries));
+    const platform::SystemClock clock;
     backup::RestoreCounts counts =
-        backup::RunRestoreCommand(ctx.settings, opt.archive, entries, options, ui);
+        backup::RunRestoreCommand(ctx.settings, opt.archive, entries, options, ui, clock);
     return counts.ran && counts.restored == counts.attempted ? 0 : 1;
 }
 

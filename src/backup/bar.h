@@ -9,6 +9,7 @@
 // archive is position 1, and a stored file's start position is always its
 // header's position plus 500.
 
+#include "platform/clock.h"
 #include "startup/run_settings.h"
 
 #include <array>
@@ -16,10 +17,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-namespace platform {
-struct LocalDateTime;
-}
 
 namespace backup {
 
@@ -94,10 +91,20 @@ int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>&
 bool BaR_Restore_File(startup::RunSettings& settings, const std::string& archive,
                       const std::string& target, int32_t start, int32_t length);
 
-// Restores every database-type entry to its stored name, deleting an existing
-// file of that name first. The others are still restored when one fails; the
-// result is false when any failed.
-bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive);
+// BaR_Restore_File for a file that is to take `target`'s place: the log block
+// names `target` while the bytes go into `into`, a file of the caller's
+// beside it. `error` says why it failed.
+bool RestoreFileInto(startup::RunSettings& settings, const std::string& archive,
+                     const std::string& target, const std::string& into, int32_t start,
+                     int32_t length, std::string& error);
+
+// Restores every database-type entry to its stored name. A file of that name
+// is never deleted: the restored one takes its place by a rename, and what
+// was there is kept in the safety-copy folder beside it (see place.h). The
+// others are still restored when one fails; the result is false when any
+// failed. The clock names the safety copies.
+bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive,
+                    const platform::Clock& clock = platform::SystemClock());
 
 // The settings record the suite's backup program keeps in "BaR.cfg" in the
 // database folder. Only its leading fields are read; the rest belongs to that

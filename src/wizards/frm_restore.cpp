@@ -429,7 +429,8 @@ void frmRestore::Init_Restore() {
         b->setEnabled(false);
     }
     try {
-        backup::RunRestoreCommand(context_.settings, archive, entries, options, context_.ui);
+        backup::RunRestoreCommand(context_.settings, archive, entries, options, context_.ui,
+                                  context_.clock);
     } catch (...) {
         // The command reports through its boxes and the log; nothing may escape a click.
     }
