@@ -236,6 +236,20 @@ bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t 
         message = "File not found";
         return false;
     }
+    // Appending to a file that is no archive would spoil it for its owner,
+    // and an archive read while it grows would hold itself without end.
+    std::error_code same;
+    std::string problem = fs::equivalent(archive, source, same) && !same
+                              ? "an archive cannot be added to itself: " + archive
+                              : "";
+    if (problem.empty() && util::FileExists(archive)) {
+        const ArchiveCheck check = CheckArchive(archive);
+        problem = check.problem.empty() ? "" : archive + " " + check.problem;
+    }
+    if (!problem.empty()) {
+        message = "Error " + std::to_string(EINVAL) + ", " + problem + "; nothing was added";
+        return false;
+    }
     int64_t archiveLength = -1;
     try {
         ArchiveEntry entry;
@@ -281,6 +295,53 @@ bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t 
         fs::resize_file(archive, static_cast<uintmax_t>(archiveLength), ec);
     }
     return false;
+}
+
+ArchiveCheck CheckArchive(const std::string& archive) {
+    ArchiveCheck check;
+    std::string why;
+    bool badHeader = false;
+    try {
+        startup::FileHandle arc = OpenOrThrow(archive, "rb");
+        const int64_t size = FileLength(arc.get());
+        EntryBytes bytes{};
+        for (int64_t at = 0; at < size; at += HeaderSize + DecodeEntry(bytes).FileLength) {
+            const std::string which = "entry " + std::to_string(check.soundEntries + 1);
+            if (at + HeaderSize > size) {
+                why = "the header of " + which + " is cut short";
+                badHeader = true;
+                break;
+            }
+            SeekTo(arc.get(), at);
+            ReadExactly(arc.get(), bytes.data(), bytes.size());
+            const ArchiveEntry e = DecodeEntry(bytes);
+            if (e.StartPos != at + HeaderSize + 1 || e.FileLength < 0) {
+                why = "the 500 bytes at position " + std::to_string(at + 1) +
+                      " are no entry's header";
+                badHeader = true;
+                break;
+            }
+            if (at + HeaderSize + e.FileLength > size) {
+                why = "the data of " + which + " is cut short";
+                break;
+            }
+            ++check.soundEntries;
+        }
+    } catch (const std::exception& e) {
+        check.isArchive = false;
+        check.problem = std::string("cannot be read (") + e.what() + ")";
+        return check;
+    }
+    check.isArchive = !(badHeader && check.soundEntries == 0);
+    if (why.empty()) {
+        return check;
+    }
+    check.problem =
+        !check.isArchive ? "is no backup archive of the suite (" + why + ")"
+        : check.soundEntries == 0
+            ? "is damaged (" + why + ")"
+            : "is damaged after entry " + std::to_string(check.soundEntries) + " (" + why + ")";
+    return check;
 }
 
 int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>& entries) {

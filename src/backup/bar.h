@@ -73,7 +73,9 @@ std::string GeneralDateText(const platform::LocalDateTime& t);
 
 // Appends `source` to `archive` (created when missing) behind a header of the
 // given type. `message` receives "Success", "File not found" when there is no
-// such file, or "Error " with the error's number and description.
+// such file, or "Error " with the error's number and description. An
+// existing file that is no sound archive (CheckArchive), or the archive
+// itself as the source, is refused untouched.
 bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t fileType,
                  std::string& message);
 
@@ -83,6 +85,19 @@ bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t 
 // past the end of the archive, so a damaged archive yields what precedes the
 // damage and never a loop.
 int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>& entries);
+
+// What a walk from header to header finds in a file. Sound: every header's
+// start position is its own position plus 500, and the last entry's data
+// ends at the file's last byte; an empty file is a sound, empty archive.
+struct ArchiveCheck {
+    bool isArchive = true; // false: not even its first header is an archive's
+    int soundEntries = 0;  // whole entries before any damage
+    // "" for a sound archive; else the end of a sentence that begins with the
+    // file's name: "is no backup archive of the suite (...)", "is damaged
+    // after entry 2 (...)", "cannot be read (...)".
+    std::string problem;
+};
+ArchiveCheck CheckArchive(const std::string& archive);
 
 // Copies `length` bytes from archive position `start` into `target`, written
 // in place from its first byte without truncating it (callers delete an

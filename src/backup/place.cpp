@@ -131,6 +131,8 @@ bool PlaceRestoredFile(startup::RunSettings& settings, const std::string& archiv
         if (!ok) {
             return false;
         }
+        // Told to the user, who may be anywhere by the time they look.
+        placed.kept.path = fs::absolute(placed.kept.path).lexically_normal().string();
         if (guard) {
             guard->SetSafetyCopy(placed.kept.path);
         }

@@ -204,9 +204,7 @@ std::string RestoreSummaryText(const std::string& archive, const std::vector<Arc
 
 std::vector<std::string> SummaryNotes(const RestoreCounts& counts) {
     std::vector<std::string> notes;
-    for (const std::string& path : counts.safetyCopies) {
-        safety::SafetyCopy copy;
-        copy.path = path;
+    for (const safety::SafetyCopy& copy : counts.safetyCopies) {
         notes.push_back(safety::SafetyCopyLine(copy));
     }
     if (!counts.cause.empty()) {
@@ -234,7 +232,7 @@ struct Run {
     const RestoreOptions& options;
     util::UiServices& ui;
     const platform::Clock& clock;
-    std::vector<std::string>& safetyCopies;
+    std::vector<safety::SafetyCopy>& safetyCopies;
 };
 
 // Replaces a database under the operation lock, so that no other run of
@@ -306,7 +304,7 @@ bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
     startup::Log(settings, "{ } Restore succeeded for : " + target);
     if (!placed.kept.path.empty()) {
         startup::Log(settings, "{ } " + safety::SafetyCopyLine(placed.kept));
-        run.safetyCopies.push_back(placed.kept.path);
+        run.safetyCopies.push_back(placed.kept);
         safety::PruneSafetyCopies(target);
     }
     if (options.LinkDatabase && IsDatabaseTarget(target)) {
@@ -325,14 +323,14 @@ bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
 int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
                     const std::vector<ArchiveEntry>& entries, const RestoreOptions& options,
                     util::UiServices& ui, const platform::Clock& clock,
-                    std::vector<std::string>* safetyCopies) {
+                    std::vector<safety::SafetyCopy>* safetyCopies) {
     // A log already open belongs to a caller that closes it itself.
     const bool ownLog = settings.LogFileNo == 0;
     if (ownLog) {
         settings.LogFileNo =
             startup::OpenLogFile(settings.Files, startup::RunLogPath(settings), 1, 0);
     }
-    std::vector<std::string> kept;
+    std::vector<safety::SafetyCopy> kept;
     Run run{settings, archive, options, ui, clock, safetyCopies ? *safetyCopies : kept};
     int restored = 0;
     try {

@@ -10,6 +10,7 @@
 
 #include "backup/bar.h"
 #include "platform/clock.h"
+#include "safety/safety_copy.h"
 #include "startup/run_settings.h"
 #include "util/services.h"
 
@@ -77,21 +78,21 @@ std::string RestoreSummaryText(const std::string& archive, const std::vector<Arc
 // restored. A failed entry is logged, with why, and counted out; it never
 // stops the run. An existing file is never deleted: the restored one takes
 // its name by a rename, and in overwrite mode what was there is kept in the
-// safety-copy folder beside it first (`safetyCopies` receives their paths);
+// safety-copy folder beside it first (`safetyCopies` receives them);
 // a database is replaced only under the operation lock and when no other
 // program holds it open.
 int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
                     const std::vector<ArchiveEntry>& entries, const RestoreOptions& options,
                     util::UiServices& ui, const platform::Clock& clock,
-                    std::vector<std::string>* safetyCopies = nullptr);
+                    std::vector<safety::SafetyCopy>* safetyCopies = nullptr);
 
 struct RestoreCounts {
     bool ran = false; // false when a box stopped the command before any restore
     int found = 0;
     int attempted = 0;
     int restored = 0;
-    std::vector<std::string> safetyCopies; // what was overwritten, kept
-    std::string cause;                     // the run log's last error when any entry failed
+    std::vector<safety::SafetyCopy> safetyCopies; // what was overwritten, kept
+    std::string cause;                            // the run log's last error when any entry failed
 };
 
 // What the summary box adds to its texts: a "Safety copy: PATH" line per

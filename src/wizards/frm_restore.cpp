@@ -315,9 +315,15 @@ void frmRestore::SelectArchive(int row) {
 
 void frmRestore::LoadArchive(const std::string& archive) {
     archive_ = archive;
-    lblArchive_->setText("Archive: " + Q(archive));
     entries_.clear();
-    backup::BaR_ReadDirectory(archive, entries_);
+    // A file that only looks like an archive by its name lists nonsense;
+    // a damaged one still gives what comes before the damage.
+    const backup::ArchiveCheck check = backup::CheckArchive(archive);
+    lblArchive_->setText("Archive: " + Q(archive) +
+                         (check.problem.empty() ? "" : Q("\nThis file " + check.problem)));
+    if (check.isArchive) {
+        backup::BaR_ReadDirectory(archive, entries_);
+    }
     trvFiles_->clear();
     for (size_t i = 0; i < entries_.size(); ++i) {
         Tree_AddPath(entries_[i].FileName, static_cast<int>(i));

@@ -541,8 +541,8 @@ TEST(RestoreCommand, BoxesInOrderAndNoStopsBeforeAnyWrite) {
     entries[1].StartPos = 1 << 20; // past the end of the archive
     c = RunRestoreCommand(run.settings, arc, entries, opt, yes, run.clock);
     ASSERT_EQ(c.safetyCopies.size(), 1u);
-    EXPECT_EQ(ReadFile(c.safetyCopies[0]), "f");
+    EXPECT_EQ(ReadFile(c.safetyCopies[0].path), "f");
     EXPECT_NE(c.cause.find("the file ends early while restoring"), std::string::npos) << c.cause;
-    EXPECT_NE(yes.texts.back().find("\nSafety copy: " + c.safetyCopies[0] + "\nCause: "),
+    EXPECT_NE(yes.texts.back().find("\nSafety copy: " + c.safetyCopies[0].path + "\nCause: "),
               std::string::npos);
 }

@@ -180,6 +180,15 @@ TEST_F(RestoreWindowTest, TheRestoreButtonFirstNeedsAnArchiveAndATickedFile) {
     EXPECT_TRUE(r.ArchivePaths().isEmpty());
     PressTag(r, "RESTORE");
     EXPECT_EQ(ui.boxes.back().text, "An archive file has not been selected.");
+
+    // A file named like an archive that is none lists nothing, and says so.
+    testsupport::WriteFile(home / "empty" / "Ketrova.1.kbx", std::string(600, 'x'));
+    r.SetBackupFolder((home / "empty").string());
+    r.SelectArchive(0);
+    EXPECT_TRUE(r.Entries().empty());
+    EXPECT_TRUE(r.findChild<QLabel*>("lblArchive")->text().contains("is no backup archive"));
+    PressTag(r, "RESTORE");
+    EXPECT_EQ(ui.boxes.back().text, "No files found in currently selected archive file.");
 }
 
 TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
