@@ -96,6 +96,9 @@ int RunAdd(const ArchiveOptions& opt) {
 
 int RunRestore(Context& ctx, const ArchiveOptions& opt) {
     PrepareSettings(ctx);
+    if (opt.link && !StoreReadable(ctx.settings)) {
+        return 1;
+    }
     bool damaged = false;
     if (!ReportArchive("restore", opt.archive, damaged)) {
         return 1;

@@ -50,6 +50,9 @@ bool RegisterFolder(Context& ctx, const std::string& folder) {
 int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     PrepareSettings(ctx);
     startup::RunSettings& s = ctx.settings;
+    if (!StoreReadable(ctx.settings)) {
+        return 1;
+    }
     if (folderArg.empty()) {
         folderArg = s.AppPath + "db";
     }
@@ -102,6 +105,9 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
 
 int RunConnect(Context& ctx, const std::string& folderArg) {
     PrepareSettings(ctx);
+    if (!StoreReadable(ctx.settings)) {
+        return 1;
+    }
     const std::string folder = util::AddBackslash(folderArg);
     if (!util::FileExists(folder + "Ketrova.mdb")) {
         std::cerr << "There is no Ketrova.mdb in " << folder << "; nothing was recorded.\n";

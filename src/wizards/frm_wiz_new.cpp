@@ -55,6 +55,9 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     PageLayout(PageChoice)->addSpacing(6);
     PageLayout(PageChoice)->addWidget(optNewDB_);
     PageLayout(PageChoice)->addWidget(optConnect_);
+    PageLayout(PageChoice)->addSpacing(12);
+    lblStoreProblem_ = AddText(PageChoice, {}, "lblStoreProblem");
+    lblStoreProblem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     PageLayout(PageChoice)->addStretch(1);
     connect(optNewDB_, &QRadioButton::toggled, this, [this] { OptionChosen(); });
 
@@ -113,7 +116,12 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
 }
 
 void frmWizNew::NODB() {
-    ResetAll(false, true, true, FaceNext);
+    // A settings store that cannot be read may well name a database: neither
+    // way on may write over it until the user has put it right.
+    const std::string problem = startup::RegistryStoreProblem(settings_);
+    ResetAll(false, problem.empty(), true, FaceNext);
+    lblStoreProblem_->setText(QString::fromStdString(problem));
+    lblStoreProblem_->setVisible(!problem.empty());
     OptionChosen();
     ShowPage(PageChoice);
 }

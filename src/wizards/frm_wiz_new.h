@@ -53,6 +53,7 @@ private:
 
     QRadioButton* optNewDB_ = nullptr;
     QRadioButton* optConnect_ = nullptr;
+    QLabel* lblStoreProblem_ = nullptr;
     QLineEdit* txtNewPath_ = nullptr;
     QLineEdit* txtConnectPath_ = nullptr;
     QLabel* lblCreateFolder_ = nullptr;

@@ -94,4 +94,20 @@ TEST_F(CreateCommand, ConnectRecordsOnlyAFolderHoldingADatabase) {
     EXPECT_EQ(Registered("Branch2"), dir.str() + "data/");
 }
 
+TEST_F(CreateCommand, AStoreThatCannotBeReadIsReportedNeverTakenForNoDatabase) {
+    const std::string damaged = "[not a store at all";
+    WriteFile(dir / "registry.reg", damaged);
+    WriteFile(dir / "data/Ketrova.mdb", "");
+    for (const std::string& args : std::vector<std::string>{
+             "create '" + dir.str() + "fresh'", "connect '" + dir.str() + "data'", "locate", "mode",
+             "archive restore x.kbx --link"}) {
+        SCOPED_TRACE(args);
+        CliResult r = Run(args);
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(ReadFile(dir / "registry.reg"), damaged);
+    }
+    EXPECT_FALSE(fs::exists(dir / "fresh"));
+}
+
 } // namespace

@@ -151,8 +151,8 @@ TEST_F(CreateWizardTest, AFailedCreationNamesTheLogAndFinishStartsNothing) {
     EXPECT_TRUE(text.startsWith("Database creation failure.\n\n"));
     // The log's place, then what went wrong: its last error line.
     EXPECT_TRUE(text.contains(QString::fromStdString(
-        "located in the " + settings.AppPath + " directory.\n\nCause: " +
-        startup::LastErrorLine(settings.AppPath + "Ostrand.log"))));
+        "located in the " + settings.AppPath +
+        " directory.\n\nCause: " + startup::LastErrorLine(settings.AppPath + "Ostrand.log"))));
     EXPECT_TRUE(text.contains("Ketrova.ddf")) << text.toStdString();
 
     Press(w, W::ActionButton);
@@ -211,6 +211,16 @@ TEST_F(CreateWizardTest, TheNewFolderCanBeChosenAndACancelledDialogChangesNothin
     w.RunCommand("CHANGENEWPATH");
     EXPECT_EQ(ui.folderTitles.back(), "Select directory for new database:");
     EXPECT_EQ(Text<QLineEdit>(w, "txtNewPath").toStdString(), home.str() + "Files");
+}
+
+TEST_F(CreateWizardTest, AStoreThatCannotBeReadIsShownAndNoWayOnIsOpen) {
+    testsupport::WriteFile(settings.RegistryFile, "[not a store at all");
+    frmWizNew w(context);
+    w.show();
+    EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled());
+    EXPECT_TRUE(Text<QLabel>(w, "lblStoreProblem")
+                    .startsWith(QString::fromStdString("The settings store " +
+                                                       settings.RegistryFile + " is damaged")));
 }
 
 TEST_F(CreateWizardTest, HelpOpensTheShippedPageOfThisWizard) {
