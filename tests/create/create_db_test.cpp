@@ -79,17 +79,6 @@ protected:
 
     void WriteTemplate(const std::string& text) { WriteFile(dir / "app/Ketrova.ddf", text); }
 
-    // Files of a run left in the database's folder: none may outlive it.
-    std::vector<std::string> Leftovers() const {
-        std::vector<std::string> found;
-        for (const auto& f : fs::directory_iterator(dir / "data")) {
-            if (f.path().filename().string().starts_with(".ostrand-")) {
-                found.push_back(f.path().string());
-            }
-        }
-        return found;
-    }
-
     void ExpectFailedEnd() {
         EXPECT_EQ(progress.values.back(), 100);
         EXPECT_EQ(progress.statuses.back(), "Database creation failed.");
@@ -193,27 +182,7 @@ TEST_F(CreateDb, ReplacesAnOldDatabaseKeepingItAndItsLeftoverJournalAside) {
               dir.str() + "data/SafetyCopies/Ketrova-2026-11-23-103000-before-create.mdb");
     EXPECT_EQ(ReadFile(kept.path), "years of old data");
     EXPECT_NE(Log().find("{ } Safety copy: " + kept.path + "\r\n"), std::string::npos);
-    EXPECT_EQ(Leftovers(), std::vector<std::string>{});
-}
-
-TEST_F(CreateDb, AMissingOrEmptyTemplateLeavesTheOldDatabaseUntouched) {
-    for (bool empty : {false, true}) {
-        SCOPED_TRACE(empty ? "empty" : "missing");
-        WriteFile(dir / "data/Ketrova.mdb", "the user's only copy");
-        if (empty)
-            WriteTemplate("# nothing but a comment\r\n");
-        else
-            fs::remove(dir / "app/Ketrova.ddf");
-        settings.LogFileNo =
-            startup::OpenLogFile(settings.Files, settings.AppPath + "Ostrand.log", 1, 0);
-        progress = {};
-        ui = {};
-        EXPECT_FALSE(Create(dir.str() + "data/"));
-        EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the user's only copy");
-        EXPECT_EQ(progress.values, (std::vector<int>{5, 85, 100}));
-        ExpectFailedEnd();
-        EXPECT_NE(Log().find("{*} "), std::string::npos);
-    }
+    EXPECT_EQ(testsupport::ScratchLeft(dir / "data"), std::vector<std::string>{});
 }
 
 TEST_F(CreateDb, AFailingStepSkipsToClosingAndLeavesTheOldDatabaseAsItWas) {
@@ -225,6 +194,8 @@ TEST_F(CreateDb, AFailingStepSkipsToClosingAndLeavesTheOldDatabaseAsItWas) {
     };
     safety::OperationGuard other(dir.str() + "data/Ketrova.mdb", "compact", clock);
     const std::vector<Case> cases = {
+        {"missing template", "", [&] { fs::remove(dir / "app/Ketrova.ddf"); }, 5},
+        {"empty template", "# nothing but a comment\r\n", {}, 5},
         // Two columns of one name cannot both be added.
         {"fields", "T,A,LONG,,\r\nT,A,TEXT,10,\r\nConfiguration,IdConfig,LONG,,\r\n", {}, 40},
         // No such column for the configuration's values.
@@ -268,7 +239,7 @@ TEST_F(CreateDb, AFailingStepSkipsToClosingAndLeavesTheOldDatabaseAsItWas) {
         ExpectFailedEnd();
         EXPECT_NE(startup::LastErrorLine(settings.AppPath + "Ostrand.log"), "");
         EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the user's only copy");
-        EXPECT_EQ(Leftovers(), std::vector<std::string>{});
+        EXPECT_EQ(testsupport::ScratchLeft(dir / "data"), std::vector<std::string>{});
     }
 }
 
@@ -289,7 +260,7 @@ TEST_F(CreateDb, TheVersionFileDecidesTheOutcome) {
     EXPECT_EQ(progress.statuses.back(), "Database creation failed.");
     EXPECT_NE(Log().find("{*} Error writing version file"), std::string::npos);
     EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the user's only copy");
-    EXPECT_EQ(Leftovers(), std::vector<std::string>{});
+    EXPECT_EQ(testsupport::ScratchLeft(dir / "data"), std::vector<std::string>{});
 }
 
 TEST_F(CreateDb, ASharedConnectionThatCannotOpenOnlyCostsTheCategories) {

@@ -251,17 +251,6 @@ TEST_F(RestoreWindowTest, ARedirectedDatabaseRestoreCanBecomeTheActiveDatabase) 
     EXPECT_EQ(Registered(), (alt / stored).string() + "/");
 }
 
-TEST_F(RestoreWindowTest, NoToTheConfirmationRestoresNothing) {
-    std::filesystem::remove(data / "Docs" / "lease.txt");
-    frmRestore& r = Open();
-    PressTag(r, "SELECT_TREE");
-    ui.answers = {util::Answer::No};
-    PressTag(r, "RESTORE");
-    ASSERT_EQ(ui.boxes.size(), 1u);
-    EXPECT_NE(ui.boxes[0].text.find("Total files attempting to restore : 3"), std::string::npos);
-    EXPECT_FALSE(std::filesystem::exists(data / "Docs" / "lease.txt"));
-}
-
 TEST_F(RestoreWindowTest, FileDetailsShowTheStoredNameSizeAndType) {
     frmRestore& r = Open();
     Tree(r)->setCurrentItem(Node(r, "lease.txt"));
