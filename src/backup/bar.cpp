@@ -305,7 +305,7 @@ ArchiveCheck CheckArchive(const std::string& archive) {
         startup::FileHandle arc = OpenOrThrow(archive, "rb");
         const int64_t size = FileLength(arc.get());
         EntryBytes bytes{};
-        for (int64_t at = 0; at < size; at += HeaderSize + DecodeEntry(bytes).FileLength) {
+        for (int64_t at = 0; at < size;) {
             const std::string which = "entry " + std::to_string(check.soundEntries + 1);
             if (at + HeaderSize > size) {
                 why = "the header of " + which + " is cut short";
@@ -325,6 +325,7 @@ ArchiveCheck CheckArchive(const std::string& archive) {
                 why = "the data of " + which + " is cut short";
                 break;
             }
+            at += HeaderSize + e.FileLength;
             ++check.soundEntries;
         }
     } catch (const std::exception& e) {

@@ -104,10 +104,14 @@ bool PutInPlace(startup::RunSettings& settings, const std::string& building,
     std::error_code ec;
     std::string error;
     if (std::filesystem::is_directory(folder + "Version", ec)) {
+        // Found before the database moves: the rename would fail after it.
         error = "a folder of that name is in the way";
-    } else if (backup::MoveIntoPlace(building + "Ketrova.mdb", folder + "Ketrova.mdb", keptCopy,
-                                     error) &&
-               platform::ReplaceFile(building + "Version", folder + "Version", error)) {
+    } else if (!backup::MoveIntoPlace(building + "Ketrova.mdb", folder + "Ketrova.mdb", keptCopy,
+                                      error)) {
+        startup::Log(settings,
+                     "{*} Error putting the new database in place in {" + folder + "}: " + error);
+        return false;
+    } else if (platform::ReplaceFile(building + "Version", folder + "Version", error)) {
         return true;
     }
     startup::Log(settings, "{*} Error writing version file in {" + folder + "}: " + error);
