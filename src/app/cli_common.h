@@ -22,6 +22,10 @@ struct Context {
 // takes --altdb. Every subcommand that works on the suite's files calls it first.
 void PrepareSettings(Context& ctx);
 
+// False, saying why on stderr, when the settings store exists but cannot be
+// read: its silence would read as "no database", and a write would replace it.
+bool StoreReadable(const startup::RunSettings& settings);
+
 // Locates the database of --altdb without a log. When no folder is
 // registered for it, says so with what to do and returns false: the
 // database name would otherwise be taken relative to the working folder.

@@ -7,6 +7,7 @@
 #include "db/connection.h"
 #include "platform/clock.h"
 #include "platform/environment.h"
+#include "safety/safety_copy.h"
 #include "startup/registry.h"
 #include "startup/run_log.h"
 #include "util/paths.h"
@@ -53,6 +54,9 @@ namespace {
 int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     PrepareSettings(ctx);
     startup::RunSettings& s = ctx.settings;
+    if (!StoreReadable(ctx.settings)) {
+        return 1;
+    }
     if (folderArg.empty()) {
         folderArg = s.AppPath + "db";
     }
@@ -68,12 +72,15 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     }
     if (util::FileExists(file) && !overwrite) {
         std::cerr << "A database already exists at " << file
-                  << "; nothing was changed. Give --overwrite to replace it (its data is lost).\n";
+                  << "; nothing was changed. Give --overwrite to replace it (a safety copy of it "
+                     "is kept in "
+                  << safety::SafetyFolderFor(file) << ").\n";
         return 1;
     }
 
     bool ok = false;
     std::string status;
+    safety::SafetyCopy kept;
     {
         TerminalProgress bar;
         StatusKeeper progress(bar);
@@ -83,14 +90,18 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
         // The log is opened and closed around the run, as the wizard page
         // does; a log that cannot be opened leaves the run without one.
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
-        ok = create::CreateNewDB(s, shared, progress, ui, clock, folder);
+        ok = create::CreateNewDB(s, shared, progress, ui, clock, folder, &kept);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         status = progress.status;
     }
     std::cout << status << "\n";
+    if (!kept.path.empty()) {
+        std::cout << safety::SafetyCopyLine(kept) << "\n";
+    }
     if (!ok) {
-        std::cerr << "See " << startup::RunLogPath(s) << " for the cause.\n";
+        std::cerr << startup::LastErrorLine(startup::RunLogPath(s)) << "\n(the run log is "
+                  << startup::RunLogPath(s) << ")\n";
         return 1;
     }
     return RegisterFolder(ctx, folder) ? 0 : 1;
@@ -98,6 +109,9 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
 
 int RunConnect(Context& ctx, const std::string& folderArg) {
     PrepareSettings(ctx);
+    if (!StoreReadable(ctx.settings)) {
+        return 1;
+    }
     const std::string folder = util::AddBackslash(folderArg);
     if (!util::FileExists(folder + "Ketrova.mdb")) {
         std::cerr << "There is no Ketrova.mdb in " << folder << "; nothing was recorded.\n";
@@ -121,7 +135,8 @@ void RegisterCreateCommands(CLI::App& app, Context& ctx) {
                   "--altdb (log in Ostrand.log)");
     create->add_option("folder", *folder, "Folder for the new database");
     create->add_flag("--overwrite", *overwrite,
-                     "Replace an existing Ketrova.mdb in FOLDER without a backup");
+                     "Replace an existing Ketrova.mdb in FOLDER, keeping a safety copy of it in "
+                     "FOLDER/SafetyCopies (printed as 'Safety copy: PATH')");
     AddAltDbOption(create, ctx);
     create->callback(
         [&ctx, folder, overwrite] { ctx.exitCode = RunCreate(ctx, *folder, *overwrite); });

@@ -4,6 +4,7 @@
 #include "app/cli_common.h"
 #include "startup/init.h"
 #include "startup/locator.h"
+#include "startup/registry.h"
 #include "startup/start_mode.h"
 
 #include <iostream>
@@ -48,10 +49,21 @@ void PrepareSettings(Context& ctx) {
     ctx.settings.AltDB = ctx.altdb;
 }
 
+bool StoreReadable(const startup::RunSettings& s) {
+    const std::string problem = startup::RegistryStoreProblem(s);
+    if (!problem.empty()) {
+        std::cerr << problem << "\n";
+    }
+    return problem.empty();
+}
+
 bool LocateRegisteredDatabase(Context& ctx) {
     startup::LocateDatabase(ctx.settings, 0);
     if (!ctx.settings.DBPath.empty()) {
         return true;
+    }
+    if (!StoreReadable(ctx.settings)) {
+        return false;
     }
     std::cerr << "No database folder is registered for \"" << ctx.settings.AltDB
               << "\": create one with 'ostrand-cli create FOLDER' or register an existing one "
@@ -74,6 +86,10 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
         s.AltDB = ctx.altdb; // an /altdb= in ARGS still wins
         startup::ParseCommandLine(s, startup::JoinCommandLine(*args));
         startup::CreateWorkingFolders(s.AppPath);
+        if (!StoreReadable(s)) {
+            ctx.exitCode = 1;
+            return;
+        }
         startup::DBStatus status = startup::LocateDatabase(s, 0);
         PrintSettings(s);
         std::cout << "DBStatus = " << status << "\n"
@@ -89,6 +105,10 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
     AddAltDbOption(locate, ctx);
     locate->callback([&ctx] {
         PrepareSettings(ctx);
+        if (!StoreReadable(ctx.settings)) {
+            ctx.exitCode = 1;
+            return;
+        }
         startup::LocateFindings f = startup::FindDatabase(ctx.settings);
         for (const auto& line : startup::LocatorLogLines(ctx.settings, f)) {
             std::cout << line << "\n";

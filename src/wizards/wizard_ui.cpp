@@ -55,8 +55,9 @@ util::Answer WizardUi::MessageBox(const std::string& text, util::Buttons buttons
         box.setEscapeButton(QMessageBox::Cancel);
         break;
     case util::Buttons::YesNo:
+    case util::Buttons::YesNoDefaultNo:
         box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
-        box.setDefaultButton(QMessageBox::Yes);
+        box.setDefaultButton(buttons == util::Buttons::YesNo ? QMessageBox::Yes : QMessageBox::No);
         box.setEscapeButton(QMessageBox::No);
         break;
     }

@@ -39,7 +39,9 @@ public:
             answers.pop_front();
             return a;
         }
-        return buttons == util::Buttons::YesNo ? util::Answer::Yes : util::Answer::OK;
+        return buttons == util::Buttons::OK || buttons == util::Buttons::OKCancel
+                   ? util::Answer::OK
+                   : util::Answer::Yes;
     }
     std::optional<std::string> BrowseFolder(QWidget*, const std::string& title,
                                             const std::string& start) override {
