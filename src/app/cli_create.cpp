@@ -78,7 +78,7 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
         db::Connection shared;
         // The log is opened and closed around the run, as the wizard page
         // does; a log that cannot be opened leaves the run without one.
-        s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogFile(s), 1, 0);
         ok = create::CreateNewDB(s, shared, progress, ui, clock, folder);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
@@ -86,7 +86,7 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     }
     std::cout << status << "\n";
     if (!ok) {
-        std::cerr << "See " << s.AppPath << "Ostrand.log for the cause.\n";
+        std::cerr << "See " << startup::RunLogFile(s) << " for the cause.\n";
         return 1;
     }
     return RegisterFolder(ctx, folder) ? 0 : 1;

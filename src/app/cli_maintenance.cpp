@@ -50,7 +50,7 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
             ctx.exitCode = 1;
             return;
         }
-        s.LogFileNo = startup::OpenLogFile(s.Files, s.AppPath + "Ostrand.log", 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogFile(s), 1, 0);
         TerminalUi ui(false);
         std::string message;
         const bool ok = maintenance::CompactDB(s, ui, message);
@@ -81,7 +81,7 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
             ctx.exitCode = 1;
             return;
         }
-        std::cout << s.AppPath << "Ostrand.log\n";
+        std::cout << startup::RunLogFile(s) << "\n";
         ctx.exitCode = 0;
     });
 

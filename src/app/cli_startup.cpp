@@ -73,7 +73,7 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
         startup::FillStartValues(s);
         s.AltDB = ctx.altdb; // an /altdb= in ARGS still wins
         startup::ParseCommandLine(s, startup::JoinCommandLine(*args));
-        startup::CreateWorkingFolders(s.AppPath);
+        startup::CreateWorkingFolders(s);
         startup::DBStatus status = startup::LocateDatabase(s, 0);
         PrintSettings(s);
         std::cout << "DBStatus = " << status << "\n"

@@ -63,7 +63,7 @@ std::string RestoreSummaryText(const std::string& archive, const std::vector<Arc
                                int attempted, int restored);
 
 // Restores the entries whose selection mark is set, in order, with the run
-// log "Ostrand.log" in AppPath opened fresh for the run and closed after it.
+// log "Ostrand.log" in LogFolder opened fresh for the run and closed after it.
 // Returns the number restored. A failed entry is logged and counted out; it
 // never stops the run.
 int RestoreSelected(startup::RunSettings& settings, const std::string& archive,

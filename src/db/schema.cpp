@@ -65,7 +65,7 @@ std::string ErrorText(const std::exception& e) {
 } // namespace
 
 std::string TemplateFileName(const startup::RunSettings& settings) {
-    return settings.AppPath + "Ketrova.ddf";
+    return startup::DataFolder(settings) + "Ketrova.ddf";
 }
 
 bool LoadTemplate(startup::RunSettings& settings, SchemaLists& lists, int16_t initialAction) {

@@ -158,7 +158,10 @@ public:
     void Files() {
         Line(Ruler("Checking Files", 31));
         for (const auto& [caption, name] : SuiteFiles) {
-            File(caption, s_.AppPath + std::string(name));
+            // The template ships with the program, which an install keeps apart.
+            const std::string& folder =
+                name == "ketrova.ddf" ? startup::DataFolder(s_) : s_.AppPath;
+            File(caption, folder + std::string(name));
         }
         Line(" ");
         const std::string common =
@@ -443,10 +446,10 @@ std::vector<std::string> WindowLines(const std::vector<platform::TopWindow>& win
 
 void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
                     util::UiServices& ui, const platform::Clock& clock, DiagnosticsProbe& probe) {
-    const std::string reportFile = settings.AppPath + ReportName;
+    const std::string reportFile = startup::RunLogFile(settings);
     bool opened = false;
     try {
-        const platform::VolumeSpace volume = probe.FreeSpace(settings.AppPath);
+        const platform::VolumeSpace volume = probe.FreeSpace(startup::LogFolder(settings));
         const double freeBytes = volume.ok ? static_cast<double>(volume.freeBytes) : 0.0;
         if (freeBytes < LowDiskSpace) {
             const std::string root = volume.mountPoint.empty() ? "/" : volume.mountPoint;
@@ -474,7 +477,7 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
                     SupportAddress + " for technical");
         report.Line("support. You can cut and paste the contents of this file or attach the "
                     "file located");
-        report.Line("at " + util::AddBackslash(settings.AppPath) + ReportName);
+        report.Line("at " + util::AddBackslash(startup::LogFolder(settings)) + ReportName);
         report.Line("");
         report.Line("If using Notepad to view turn off word wrap for better view.");
         report.Line("");

@@ -217,7 +217,7 @@ void frmWizNew::Finish_Success() {
 void frmWizNew::Finish_Failure() {
     ResetAll(false, true, true, FaceFailure);
     SetPageHeading(PageFinish, "The database could not be created");
-    lblFinish_->setText(FailureText("Database creation failure.", settings_.AppPath));
+    lblFinish_->setText(FailureText("Database creation failure.", startup::LogFolder(settings_)));
     ShowPage(PageFinish);
 }
 

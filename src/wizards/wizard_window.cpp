@@ -47,13 +47,13 @@ private:
 
 } // namespace
 
-QString FailureText(const QString& firstSentence, const std::string& appPath) {
+QString FailureText(const QString& firstSentence, const std::string& logPath) {
     return firstSentence + "\n\n" +
            "A log has been created that can be used for troubleshooting the problem. Please "
            "contact " +
            kSupportContact +
            " for assistance or you can view the log file called Ostrand.log located " + "in the " +
-           QString::fromStdString(appPath) + " directory.";
+           QString::fromStdString(logPath) + " directory.";
 }
 
 QString BackupAdvice() {
@@ -62,18 +62,18 @@ QString BackupAdvice() {
            "more information about database backups.";
 }
 
-std::string HelpPage(const std::string& appPath, const std::string& topic) {
+std::string HelpPage(const std::string& dataPath, const std::string& topic) {
     const std::string page = "help/" + topic + ".html";
-    if (util::FileExists(appPath + page)) {
-        return appPath + page;
+    if (util::FileExists(dataPath + page)) {
+        return dataPath + page;
     }
     const std::string besideProgram = platform::ExecutableFolder() + page;
-    return util::FileExists(besideProgram) ? besideProgram : appPath + page;
+    return util::FileExists(besideProgram) ? besideProgram : dataPath + page;
 }
 
 RunLogScope::RunLogScope(startup::RunSettings& settings) : settings_(settings) {
     settings_.LogFileNo =
-        startup::OpenLogFile(settings_.Files, settings_.AppPath + "Ostrand.log", 1, 0);
+        startup::OpenLogFile(settings_.Files, startup::RunLogFile(settings_), 1, 0);
 }
 
 RunLogScope::~RunLogScope() {
@@ -342,7 +342,7 @@ WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& c
 }
 
 void WizardWindow::OpenHelp() {
-    ui_.OpenDocument(HelpPage(settings_.AppPath, helpTopic_.toStdString()));
+    ui_.OpenDocument(HelpPage(startup::DataFolder(settings_), helpTopic_.toStdString()));
 }
 
 void WizardWindow::closeEvent(QCloseEvent* event) {

@@ -31,18 +31,19 @@ namespace wizards {
 inline constexpr const char* kSupportContact = maintenance::SupportAddress;
 
 // The failure text of a wizard's last page: its first sentence, then where
-// the run log lies, naming the program folder exactly as AppPath holds it.
-QString FailureText(const QString& firstSentence, const std::string& appPath);
+// the run log lies, naming its folder exactly as LogFolder gives it (the
+// program folder, AppPath, in a portable home).
+QString FailureText(const QString& firstSentence, const std::string& logPath);
 
 // The closing sentences of every success page.
 QString BackupAdvice();
 
-// The help page of a window's topic: in the program folder's "help" folder,
-// else beside the executable, where the build and a plain install put it (a
+// The help page of a window's topic: in the shipped data's "help" folder
+// (DataFolder), else beside the executable, where the build puts it (a
 // program folder set by KETROVA_HOME may hold only the suite's data).
-std::string HelpPage(const std::string& appPath, const std::string& topic);
+std::string HelpPage(const std::string& dataPath, const std::string& topic);
 
-// Opens AppPath + "Ostrand.log" afresh for one operation and keeps its number
+// Opens the run log (RunLogFile) afresh for one operation and keeps its number
 // in LogFileNo; closes it and sets LogFileNo back to 0 on every way out. A log
 // that cannot be opened leaves LogFileNo at 0 and the operation runs without.
 class RunLogScope {
