@@ -151,6 +151,13 @@ public:
         }
     }
 
+    void Linux() {
+        for (const std::string& line :
+             LinuxInfoLines(probe_.Linux(startup::RegisteredDatabaseFolder(s_)))) {
+            Line(line);
+        }
+    }
+
     void File(std::string_view caption, const std::string& path) {
         System(caption, FileDescription(path, probe_.FindFile(path)));
     }
@@ -167,9 +174,19 @@ public:
         const std::string common =
             util::AddBackslash(probe_.SpecialFolder(CommonProgramFilesFolder));
         const std::string system = util::AddBackslash(probe_.SpecialFolder(SystemFolder));
-        File("msado27.tlb", common + "system/ado/msado27.tlb");
+        // Without those folders the shared components are not missing: a
+        // system that has no such folder has no use for them.
+        if (common == "/") {
+            System("msado27.tlb", NotApplicable);
+        } else {
+            File("msado27.tlb", common + "system/ado/msado27.tlb");
+        }
         for (std::string_view name : SystemComponents) {
-            File(name, system + std::string(name));
+            if (system == "/") {
+                System(name, NotApplicable);
+            } else {
+                File(name, system + std::string(name));
+            }
         }
     }
 
@@ -201,6 +218,17 @@ public:
         Line(opened ? "{ } Database opened successfully" : "{*} Database open failed");
         Line("");
         return opened;
+    }
+
+    // SQLite's own checks, before any repair writes to the file.
+    IntegrityResult Integrity() {
+        Line(Ruler("Integrity Check", 29));
+        const IntegrityResult result = CheckIntegrity(connection_);
+        for (const std::string& line : IntegrityLines(result)) {
+            Line(line);
+        }
+        Line("");
+        return result;
     }
 
     void Tables() {
@@ -370,6 +398,10 @@ SystemInfo SystemProbe::System(const platform::RegistryStore& reg) {
     return QuerySystemInfo(reg);
 }
 
+LinuxFacts SystemProbe::Linux(const std::string& databaseFolder) {
+    return QueryLinuxFacts(databaseFolder, qtVersion_);
+}
+
 std::vector<platform::TopWindow> SystemProbe::Windows() {
     return platform::ListTopLevelWindows();
 }
@@ -485,6 +517,8 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
         report.Settings(freeBytes);
         report.SystemFacts();
         report.Line("");
+        report.Linux();
+        report.Line("");
         report.Files();
         report.Line("");
         report.Windows();
@@ -492,6 +526,7 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
         ui.DoEvents();
 
         if (report.CheckDatabase() && report.OpenDatabase()) {
+            report.Integrity();
             report.Tables();
             ui.DoEvents();
             report.Configuration();

@@ -1,9 +1,15 @@
 #include "maintenance/sysinfo.h"
 
+#include "build_info.h"
+
 #include "maintenance/report_lines.h"
 #include "platform/environment.h"
+#include "startup/network_share.h"
 #include "startup/registry.h"
+#include "util/format.h"
 #include "util/strings.h"
+
+#include <sqlite3.h>
 
 namespace maintenance {
 
@@ -368,6 +374,13 @@ SystemInfo QuerySystemInfo(const platform::RegistryStore& reg) {
     info.LanguageNative = names.second;
     info.ProductFamily = ProductFamily(v, productType);
     info.WindowsFolder = GetWindowsFolder();
+    if (v.PlatformId == platform::PlatformOther) {
+        // A service pack digit read from a distribution's name would be noise.
+        info.ServicePack = NotApplicable;
+        if (info.WindowsFolder.empty()) {
+            info.WindowsFolder = NotApplicable;
+        }
+    }
     info.ShortDateFormat = platform::ShortDatePattern();
     const platform::ScreenSize screen = platform::GetScreenSize();
     info.ScreenWidth = screen.Width;
@@ -397,6 +410,51 @@ std::vector<std::string> SystemInfoLines(const SystemInfo& info) {
         line("Screen Width", std::to_string(info.ScreenWidth)),
         line("Screen Height", std::to_string(info.ScreenHeight)),
     };
+}
+
+LinuxFacts QueryLinuxFacts(const std::string& databaseFolder, const std::string& qtVersion) {
+    LinuxFacts facts;
+    facts.OstrandVersion = build::Version;
+    facts.Distribution = platform::DistributionName();
+    facts.Kernel = platform::KernelDescription();
+    facts.Desktop = platform::DesktopSession();
+    facts.QtVersion = qtVersion;
+    facts.SQLiteVersion = sqlite3_libversion();
+    facts.DatabaseFolder = databaseFolder;
+    if (!databaseFolder.empty()) {
+        facts.Volume = platform::QueryVolume(databaseFolder);
+    }
+    return facts;
+}
+
+std::vector<std::string> LinuxInfoLines(const LinuxFacts& facts) {
+    auto line = [](std::string_view caption, std::string_view value) {
+        return Labelled(caption, SystemCaptionWidth, value);
+    };
+    const platform::VolumeSpace& volume = facts.Volume;
+    const std::string freeSpace =
+        !volume.ok ? ""
+        : volume.freeBytes == 0
+            ? "0 bytes"
+            : util::Format(static_cast<double>(volume.freeBytes), "#,###") + " bytes";
+    std::vector<std::string> lines = {
+        Ruler("Linux", 39),
+        line("Ostrand version", facts.OstrandVersion),
+        line("Distribution", facts.Distribution),
+        line("Kernel", facts.Kernel),
+        line("Desktop session", facts.Desktop),
+        line("Qt version", facts.QtVersion),
+        line("SQLite version", facts.SQLiteVersion),
+        line("Database folder", facts.DatabaseFolder),
+        line("File system", volume.fileSystem),
+        line("Free space", freeSpace),
+    };
+    if (volume.network) {
+        lines.push_back(Labelled(
+            "Network file system", SystemCaptionWidth,
+            startup::NetworkShareWarning(facts.DatabaseFolder, volume.fileSystem), ProblemMarker));
+    }
+    return lines;
 }
 
 } // namespace maintenance

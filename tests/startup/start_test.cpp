@@ -1,5 +1,6 @@
 #include "build_info.h"
 #include "startup/init.h"
+#include "startup/network_share.h"
 #include "startup/start_mode.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
@@ -265,4 +266,17 @@ TEST(InitGlobals, ProgramFoldersFollowTheLayoutAroundTheProgram) {
     CreateWorkingFolders(s);
     EXPECT_TRUE(fs::is_directory(s.AppPath + "Backup"));
     EXPECT_EQ(fs::status(s.LogPath).permissions(), fs::perms::owner_all);
+}
+
+TEST(NetworkShare, WarnsOncePerRunAndOnlyAboutANetworkFolder) {
+    RunSettings s;
+    const platform::VolumeSpace local{true, 1, 2, "/", "ext4", false};
+    const platform::VolumeSpace nfs{true, 1, 2, "/srv/", "nfs4", true};
+    EXPECT_EQ(TakeNetworkShareWarning(s, "/home/ann/db/", local), "");
+    const std::string warning = TakeNetworkShareWarning(s, "/srv/db/", nfs);
+    EXPECT_EQ(warning.rfind("The database folder /srv/db/ is on a network file system (nfs4).", 0),
+              0u)
+        << warning;
+    EXPECT_EQ(TakeNetworkShareWarning(s, "/srv/db/", nfs), "") << "said once per run";
+    EXPECT_EQ(TakeNetworkShareWarning(s, ""), "");
 }
