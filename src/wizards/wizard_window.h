@@ -100,6 +100,10 @@ public:
     // What a press of a button with this tag does; unknown words do nothing.
     void RunCommand(const QString& word);
 
+    // Once the window is on screen, the network-share warning for the
+    // database folder it works on.
+    void WarnAboutFolderWhenShown(const std::string& folder) { folderToCheck_ = folder; }
+
 protected:
     void Register(const QString& word, std::function<void()> procedure);
 
@@ -125,7 +129,10 @@ protected:
     RunWidgets AddRunWidgets(int index, const QString& caption);
 
     void OpenHelp();
+    // Warns when `folder` is on a network file system, once per run.
+    void WarnIfOnNetworkShare(const std::string& folder);
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
     startup::RunSettings& settings_;
     WizardUi& ui_;
@@ -139,6 +146,7 @@ private:
     std::vector<QPushButton*> buttons_;
     QHash<QString, std::function<void()>> commands_;
     bool running_ = false;
+    std::string folderToCheck_;
 };
 
 } // namespace wizards
