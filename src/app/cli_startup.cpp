@@ -4,6 +4,7 @@
 #include "app/cli_common.h"
 #include "startup/init.h"
 #include "startup/locator.h"
+#include "startup/network_share.h"
 #include "startup/start_mode.h"
 
 #include <iostream>
@@ -48,9 +49,17 @@ void PrepareSettings(Context& ctx) {
     ctx.settings.AltDB = ctx.altdb;
 }
 
+void WarnIfOnNetworkShare(Context& ctx, const std::string& folder) {
+    const std::string warning = startup::TakeNetworkShareWarning(ctx.settings, folder);
+    if (!warning.empty()) {
+        std::cerr << "Warning: " << warning << "\n";
+    }
+}
+
 bool LocateRegisteredDatabase(Context& ctx) {
     startup::LocateDatabase(ctx.settings, 0);
     if (!ctx.settings.DBPath.empty()) {
+        WarnIfOnNetworkShare(ctx, ctx.settings.DBPath);
         return true;
     }
     std::cerr << "No database folder is registered for \"" << ctx.settings.AltDB

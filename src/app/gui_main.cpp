@@ -37,8 +37,9 @@ database up to the current structure, compacts it, writes a troubleshooting
 report and restores files from the suite's backup archives. Which wizard opens
 depends on the state of the database and on the switches; only one copy runs
 at a time, and a second start brings the first one's window forward.
+ostrand-cli does the same work without a window.
 
-Switches:
+Options:
   /nodb              open the create-database wizard, even for a current database
   /upgradedb         open the upgrade wizard, even for a current database
   /diag              write the troubleshooting report and show it, without a wizard
@@ -68,8 +69,6 @@ Environment:
   KETROVA_REGISTRY       the settings store that names each database's folder
                          (default $XDG_CONFIG_HOME/Ketrova/registry.reg)
   KETROVA_USER_SETTINGS  an older installation's per-user settings, only read
-
-ostrand-cli does the same work without a window.
 )";
 
 } // namespace
