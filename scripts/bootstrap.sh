@@ -8,6 +8,7 @@ packages=(
     libsqlite3-dev sqlite3      # the database engine; the shell for checks and benchmarks
     libcli11-dev                # ostrand-cli's command line
     libx11-dev                  # window list of the diagnostics report
+    mdbtools-dev mdbtools       # reading Windows databases; the tools for tests and benchmarks
     googletest libgtest-dev     # core tests
     qt6-base-dev                # the wizards (Widgets) and their tests (Test)
     xvfb xauth                  # running the GUI without a display

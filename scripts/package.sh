@@ -7,6 +7,8 @@ cd "$(dirname "$0")/.."
 scripts/bootstrap.sh
 # CMake reads CXXFLAGS and LDFLAGS from the environment on its first run;
 # the preprocessor flags (_FORTIFY_SOURCE) go with the compiler's.
+# hardening=+all adds immediate binding (-z now) to the defaults.
+export DEB_BUILD_MAINT_OPTIONS=hardening=+all
 CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"
 LDFLAGS="$(dpkg-buildflags --get LDFLAGS)"
 export CXXFLAGS LDFLAGS

@@ -58,6 +58,10 @@ private:
     bool answerYes_;
 };
 
+// Records `folder` as the database of --altdb, as the create wizard does;
+// says so on stderr and returns false when the store did not take it.
+bool RegisterFolder(Context& ctx, const std::string& folder);
+
 // Adds the --altdb option to a subcommand.
 void AddAltDbOption(CLI::App* sub, Context& ctx);
 
@@ -69,5 +73,7 @@ void RegisterUpgradeCommands(CLI::App& app, Context& ctx);
 void RegisterMaintenanceCommands(CLI::App& app, Context& ctx);
 void RegisterBackupCommands(CLI::App& app, Context& ctx);
 void RegisterLoanCommands(CLI::App& app, Context& ctx);
+void RegisterImportCommands(CLI::App& app, Context& ctx);
+void RegisterSalvageCommands(CLI::App& app, Context& ctx);
 
 } // namespace cli

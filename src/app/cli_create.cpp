@@ -34,6 +34,8 @@ private:
     util::Progress& inner_;
 };
 
+} // namespace
+
 bool RegisterFolder(Context& ctx, const std::string& folder) {
     startup::RunSettings& s = ctx.settings;
     startup::RegWriteString(startup::MachineRegistry(s), startup::DatabasesKey, s.AltDB, folder);
@@ -45,6 +47,8 @@ bool RegisterFolder(Context& ctx, const std::string& folder) {
     }
     return true;
 }
+
+namespace {
 
 int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     PrepareSettings(ctx);
@@ -79,7 +83,7 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
         db::Connection shared;
         // The log is opened and closed around the run, as the wizard page
         // does; a log that cannot be opened leaves the run without one.
-        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogFile(s), 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         ok = create::CreateNewDB(s, shared, progress, ui, clock, folder);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
@@ -87,7 +91,7 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     }
     std::cout << status << "\n";
     if (!ok) {
-        std::cerr << "See " << startup::RunLogFile(s) << " for the cause.\n";
+        std::cerr << "See " << startup::RunLogPath(s) << " for the cause.\n";
         return 1;
     }
     return RegisterFolder(ctx, folder) ? 0 : 1;

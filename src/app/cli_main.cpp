@@ -85,6 +85,8 @@ int main(int argc, char** argv) {
     cli::RegisterMaintenanceCommands(app, ctx);
     cli::RegisterBackupCommands(app, ctx);
     cli::RegisterLoanCommands(app, ctx);
+    cli::RegisterImportCommands(app, ctx);
+    cli::RegisterSalvageCommands(app, ctx);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -60,7 +60,7 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
             ctx.exitCode = 1;
             return;
         }
-        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogFile(s), 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         TerminalUi ui(false);
         std::string message;
         const bool ok = maintenance::CompactDB(s, ui, message);
@@ -94,10 +94,10 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
             return;
         }
         WarnIfOnNetworkShare(ctx, s.DBPath);
-        std::cout << startup::RunLogFile(s) << "\n";
-        if (*view && !platform::OpenDocument(startup::RunLogFile(s))) {
+        std::cout << startup::RunLogPath(s) << "\n";
+        if (*view && !platform::OpenDocument(startup::RunLogPath(s))) {
             std::cerr << "No viewer on this desktop opened the report; read it at "
-                      << startup::RunLogFile(s) << "\n";
+                      << startup::RunLogPath(s) << "\n";
         }
         ctx.exitCode = 0;
     });

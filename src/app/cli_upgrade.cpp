@@ -46,7 +46,7 @@ int RunUpgradeCommand(Context& ctx) {
         db::Connection connection;
         // The log is opened and closed around the run, as the wizard page does;
         // a log that cannot be opened leaves the run without one.
-        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogFile(s), 1, 0);
+        s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
         ok = upgrade::UpgradeDB(s, connection, progress, ui, clock);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;

@@ -268,7 +268,7 @@ int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
     const bool ownLog = settings.LogFileNo == 0;
     if (ownLog) {
         settings.LogFileNo =
-            startup::OpenLogFile(settings.Files, startup::RunLogFile(settings), 1, 0);
+            startup::OpenLogFile(settings.Files, startup::RunLogPath(settings), 1, 0);
     }
     int restored = 0;
     try {

@@ -478,10 +478,10 @@ std::vector<std::string> WindowLines(const std::vector<platform::TopWindow>& win
 
 void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
                     util::UiServices& ui, const platform::Clock& clock, DiagnosticsProbe& probe) {
-    const std::string reportFile = startup::RunLogFile(settings);
+    const std::string reportFile = startup::RunLogPath(settings);
     bool opened = false;
     try {
-        const platform::VolumeSpace volume = probe.FreeSpace(startup::LogFolder(settings));
+        const platform::VolumeSpace volume = probe.FreeSpace(startup::RunLogFolder(settings));
         const double freeBytes = volume.ok ? static_cast<double>(volume.freeBytes) : 0.0;
         if (freeBytes < LowDiskSpace) {
             const std::string root = volume.mountPoint.empty() ? "/" : volume.mountPoint;
@@ -509,7 +509,7 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
                     SupportAddress + " for technical");
         report.Line("support. You can cut and paste the contents of this file or attach the "
                     "file located");
-        report.Line("at " + util::AddBackslash(startup::LogFolder(settings)) + ReportName);
+        report.Line("at " + util::AddBackslash(startup::RunLogFolder(settings)) + ReportName);
         report.Line("");
         report.Line("If using Notepad to view turn off word wrap for better view.");
         report.Line("");

@@ -125,7 +125,7 @@ void CreateWorkingFolders(const RunSettings& settings) {
         std::filesystem::create_directories(settings.AppPath + name, ec);
     }
     // The log may tell of the user's data: a state folder of ours is theirs alone.
-    const std::string& logFolder = LogFolder(settings);
+    const std::string logFolder = RunLogFolder(settings);
     if (std::filesystem::create_directories(logFolder, ec) && logFolder != settings.AppPath) {
         std::filesystem::permissions(logFolder, std::filesystem::perms::owner_all, ec);
     }

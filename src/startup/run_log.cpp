@@ -2,6 +2,7 @@
 #include "startup/run_settings.h"
 
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 namespace startup {
@@ -92,6 +93,28 @@ void WriteLine(FileTable& files, int16_t fileNo, std::string_view text) {
 
 void Log(RunSettings& settings, std::string_view line) {
     WriteLine(settings.Files, settings.LogFileNo, line);
+}
+
+std::string RunLogFolder(const RunSettings& settings) {
+    return settings.LogPath.empty() ? settings.AppPath : settings.LogPath;
+}
+
+std::string RunLogPath(const RunSettings& settings) {
+    return RunLogFolder(settings) + "Ostrand.log";
+}
+
+std::string LastErrorLine(const std::string& logPath) {
+    std::ifstream in(logPath, std::ios::binary);
+    std::string line, last;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        if (line.starts_with("{*} ")) {
+            last = line.substr(4);
+        }
+    }
+    return last;
 }
 
 } // namespace startup

@@ -81,7 +81,7 @@ struct RunSettings {
     // pages), and where this run writes its log and the report; "" means
     // AppPath, as in a portable home. An installed program reads its shared
     // data folder and writes to the user's state folder, never beside itself.
-    // Read them through DataFolder and LogFolder.
+    // Read them through DataFolder and RunLogFolder.
     std::string DataPath;
     std::string LogPath;
 
@@ -104,17 +104,17 @@ inline const std::string& DataFolder(const RunSettings& settings) {
     return settings.DataPath.empty() ? settings.AppPath : settings.DataPath;
 }
 
-// The folder of the run log and the troubleshooting report.
-inline const std::string& LogFolder(const RunSettings& settings) {
-    return settings.LogPath.empty() ? settings.AppPath : settings.LogPath;
-}
-
-// The run log, which is also where the troubleshooting report is written.
-inline std::string RunLogFile(const RunSettings& settings) {
-    return LogFolder(settings) + "Ostrand.log";
-}
-
 // Writes one line to the open run log; does nothing while no log is open.
 void Log(RunSettings& settings, std::string_view line);
+
+// The folder that holds the run log and the report, ending in the separator,
+// and the log's full name ("Ostrand.log" there). Every operation writes its
+// log here and every message that sends the user to the log names it.
+std::string RunLogFolder(const RunSettings& settings);
+std::string RunLogPath(const RunSettings& settings);
+
+// The last error line ("{*} ...") of a log file, without its marker: what a
+// failure page shows as the cause. "" when the log has none.
+std::string LastErrorLine(const std::string& logPath);
 
 } // namespace startup

@@ -219,7 +219,8 @@ void frmWizNew::Finish_Success() {
 void frmWizNew::Finish_Failure() {
     ResetAll(false, true, true, FaceFailure);
     SetPageHeading(PageFinish, "The database could not be created");
-    lblFinish_->setText(FailureText("Database creation failure.", startup::LogFolder(settings_)));
+    lblFinish_->setText(
+        FailureText("Database creation failure.", startup::RunLogFolder(settings_)));
     ShowPage(PageFinish);
 }
 

@@ -174,7 +174,7 @@ void frmWizOptions::Finish_Success() {
 
 void frmWizOptions::Finish_Failure() {
     lblFinish_->setText(
-        FailureText("Database compression failure.", startup::LogFolder(settings_)));
+        FailureText("Database compression failure.", startup::RunLogFolder(settings_)));
     // The finishing face that closes: this wizard starts nothing afterwards.
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "Compression failed");

@@ -100,7 +100,7 @@ void frmWizUpgrade::Finish_Success() {
 }
 
 void frmWizUpgrade::Finish_Failure() {
-    lblFinish_->setText(FailureText("Database upgrade failure.", startup::LogFolder(settings_)));
+    lblFinish_->setText(FailureText("Database upgrade failure.", startup::RunLogFolder(settings_)));
     ResetAll(false, true, false, FaceFailure);
     SetPageHeading(PageRun, "The database could not be upgraded");
     ShowPage(PageRun);

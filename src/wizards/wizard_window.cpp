@@ -50,13 +50,13 @@ private:
 
 } // namespace
 
-QString FailureText(const QString& firstSentence, const std::string& logPath) {
+QString FailureText(const QString& firstSentence, const std::string& logFolder) {
     return firstSentence + "\n\n" +
            "A log has been created that can be used for troubleshooting the problem. Please "
            "contact " +
            kSupportContact +
            " for assistance or you can view the log file called Ostrand.log located " + "in the " +
-           QString::fromStdString(logPath) + " directory.";
+           QString::fromStdString(logFolder) + " directory.";
 }
 
 QString BackupAdvice() {
@@ -76,7 +76,7 @@ std::string HelpPage(const std::string& dataPath, const std::string& topic) {
 
 RunLogScope::RunLogScope(startup::RunSettings& settings) : settings_(settings) {
     settings_.LogFileNo =
-        startup::OpenLogFile(settings_.Files, startup::RunLogFile(settings_), 1, 0);
+        startup::OpenLogFile(settings_.Files, startup::RunLogPath(settings_), 1, 0);
 }
 
 RunLogScope::~RunLogScope() {

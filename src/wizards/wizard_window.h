@@ -31,9 +31,9 @@ namespace wizards {
 inline constexpr const char* kSupportContact = maintenance::SupportAddress;
 
 // The failure text of a wizard's last page: its first sentence, then where
-// the run log lies, naming its folder exactly as LogFolder gives it (the
+// the run log lies, naming its folder exactly as RunLogFolder gives it (the
 // program folder, AppPath, in a portable home).
-QString FailureText(const QString& firstSentence, const std::string& logPath);
+QString FailureText(const QString& firstSentence, const std::string& logFolder);
 
 // The closing sentences of every success page.
 QString BackupAdvice();
@@ -43,7 +43,7 @@ QString BackupAdvice();
 // program folder set by KETROVA_HOME may hold only the suite's data).
 std::string HelpPage(const std::string& dataPath, const std::string& topic);
 
-// Opens the run log (RunLogFile) afresh for one operation and keeps its number
+// Opens the run log afresh for one operation and keeps its number
 // in LogFileNo; closes it and sets LogFileNo back to 0 on every way out. A log
 // that cannot be opened leaves LogFileNo at 0 and the operation runs without.
 class RunLogScope {

@@ -18,9 +18,17 @@ TEST(RunLog, LinesEndInCrLfAndModeOneReplacesTheOldLog) {
     s.LogFileNo = OpenLogFile(s.Files, path, 1, 0);
     Log(s, "{-} second run");
     Log(s, "{ } detail");
+    Log(s, "{*} Error 14 opening database {/x}");
+    Log(s, "{*} Could not back up the database file /x");
+    Log(s, "{-} Closing database");
     CloseFile(s.Files, s.LogFileNo);
     s.LogFileNo = 0;
-    EXPECT_EQ(ReadFile(path), "{-} second run\r\n{ } detail\r\n");
+    EXPECT_EQ(ReadFile(path), "{-} second run\r\n{ } detail\r\n{*} Error 14 opening database "
+                              "{/x}\r\n{*} Could not back up the database file /x\r\n{-} "
+                              "Closing database\r\n");
+    // What a failure page shows as the cause: the last error, not a later step.
+    EXPECT_EQ(LastErrorLine(path), "Could not back up the database file /x");
+    EXPECT_EQ(LastErrorLine((dir / "none.log").string()), "");
 }
 
 TEST(RunLog, NumberZeroWritesNothingAndAnUnopenableLogYieldsZero) {

@@ -179,7 +179,7 @@ TEST(InitGlobals, FillsPathsFromTheProgramFolderAndMakesTheWorkingFolders) {
         InitGlobals(s, "/altdb=branch2 /expert");
     }
     EXPECT_EQ(s.AppPath, dir.str());
-    EXPECT_EQ(LogFolder(s), dir.str());
+    EXPECT_EQ(RunLogFolder(s), dir.str());
     EXPECT_EQ(s.ReportsPath, dir.str() + "Reports/");
     EXPECT_EQ(s.HelpFile, dir.str() + "Ketrova.chm");
     EXPECT_TRUE(s.CatalogsPresent);
@@ -201,7 +201,7 @@ TEST(InitGlobals, FillsPathsFromTheProgramFolderAndMakesTheWorkingFolders) {
     RunSettings exe;
     FillStartValues(exe);
     EXPECT_EQ(fs::canonical(exe.AppPath), fs::canonical(OSTRAND_BIN_DIR));
-    EXPECT_EQ(LogFolder(exe), exe.AppPath);
+    EXPECT_EQ(RunLogFolder(exe), exe.AppPath);
     EXPECT_FALSE(exe.RegistryFile.empty());
     // An unusable program folder costs nothing but the folders.
     exe.AppPath = "/nonexistent/ostrand/";
