@@ -388,27 +388,33 @@ SystemInfo QuerySystemInfo(const platform::RegistryStore& reg) {
     return info;
 }
 
+namespace {
+
+// A line of the system blocks.
+std::string SystemLine(std::string_view caption, std::string_view value) {
+    return Labelled(caption, SystemCaptionWidth, value);
+}
+
+} // namespace
+
 std::vector<std::string> SystemInfoLines(const SystemInfo& info) {
-    auto line = [](std::string_view caption, std::string_view value) {
-        return Labelled(caption, SystemCaptionWidth, value);
-    };
     return {
         Ruler("System Information", 27),
-        line("Windows version", info.VersionName),
-        line("Platform ID", std::to_string(info.PlatformId)),
-        line("Platform type", info.PlatformType + " Based"),
-        line("Major number", std::to_string(info.MajorVersion)),
-        line("Minor number", std::to_string(info.MinorVersion)),
-        line("Build number", std::to_string(info.BuildNumber)),
-        line("Service pack", info.ServicePack),
-        line("Extended information", info.ExtendedInfo),
-        line("Language (English)", info.LanguageEnglish),
-        line("Language (Native)", info.LanguageNative),
-        line("Product family", info.ProductFamily),
-        line("Windows folder", info.WindowsFolder),
-        line("Short Date Format", info.ShortDateFormat),
-        line("Screen Width", std::to_string(info.ScreenWidth)),
-        line("Screen Height", std::to_string(info.ScreenHeight)),
+        SystemLine("Windows version", info.VersionName),
+        SystemLine("Platform ID", std::to_string(info.PlatformId)),
+        SystemLine("Platform type", info.PlatformType + " Based"),
+        SystemLine("Major number", std::to_string(info.MajorVersion)),
+        SystemLine("Minor number", std::to_string(info.MinorVersion)),
+        SystemLine("Build number", std::to_string(info.BuildNumber)),
+        SystemLine("Service pack", info.ServicePack),
+        SystemLine("Extended information", info.ExtendedInfo),
+        SystemLine("Language (English)", info.LanguageEnglish),
+        SystemLine("Language (Native)", info.LanguageNative),
+        SystemLine("Product family", info.ProductFamily),
+        SystemLine("Windows folder", info.WindowsFolder),
+        SystemLine("Short Date Format", info.ShortDateFormat),
+        SystemLine("Screen Width", std::to_string(info.ScreenWidth)),
+        SystemLine("Screen Height", std::to_string(info.ScreenHeight)),
     };
 }
 
@@ -428,9 +434,6 @@ LinuxFacts QueryLinuxFacts(const std::string& databaseFolder, const std::string&
 }
 
 std::vector<std::string> LinuxInfoLines(const LinuxFacts& facts) {
-    auto line = [](std::string_view caption, std::string_view value) {
-        return Labelled(caption, SystemCaptionWidth, value);
-    };
     const platform::VolumeSpace& volume = facts.Volume;
     const std::string freeSpace =
         !volume.ok ? ""
@@ -439,15 +442,15 @@ std::vector<std::string> LinuxInfoLines(const LinuxFacts& facts) {
             : util::Format(static_cast<double>(volume.freeBytes), "#,###") + " bytes";
     std::vector<std::string> lines = {
         Ruler("Linux", 39),
-        line("Ostrand version", facts.OstrandVersion),
-        line("Distribution", facts.Distribution),
-        line("Kernel", facts.Kernel),
-        line("Desktop session", facts.Desktop),
-        line("Qt version", facts.QtVersion),
-        line("SQLite version", facts.SQLiteVersion),
-        line("Database folder", facts.DatabaseFolder),
-        line("File system", volume.fileSystem),
-        line("Free space", freeSpace),
+        SystemLine("Ostrand version", facts.OstrandVersion),
+        SystemLine("Distribution", facts.Distribution),
+        SystemLine("Kernel", facts.Kernel),
+        SystemLine("Desktop session", facts.Desktop),
+        SystemLine("Qt version", facts.QtVersion),
+        SystemLine("SQLite version", facts.SQLiteVersion),
+        SystemLine("Database folder", facts.DatabaseFolder),
+        SystemLine("File system", volume.fileSystem),
+        SystemLine("Free space", freeSpace),
     };
     if (volume.network) {
         lines.push_back(Labelled(
