@@ -29,7 +29,11 @@ bool StoreReadable(const startup::RunSettings& settings);
 // Locates the database of --altdb without a log. When no folder is
 // registered for it, says so with what to do and returns false: the
 // database name would otherwise be taken relative to the working folder.
+// A folder on a network file system is warned about on stderr.
 bool LocateRegisteredDatabase(Context& ctx);
+
+// Warns on stderr, once per run, when `folder` is on a network file system.
+void WarnIfOnNetworkShare(Context& ctx, const std::string& folder);
 
 // A progress bar on stderr, drawn only when stderr is a terminal.
 class TerminalProgress final : public util::Progress {

@@ -78,6 +78,7 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
         return 1;
     }
 
+    WarnIfOnNetworkShare(ctx, folder);
     bool ok = false;
     std::string status;
     safety::SafetyCopy kept;
@@ -120,6 +121,7 @@ int RunConnect(Context& ctx, const std::string& folderArg) {
     if (!RegisterFolder(ctx, folder)) {
         return 1;
     }
+    WarnIfOnNetworkShare(ctx, folder);
     std::cout << folder << "\n";
     return 0;
 }
@@ -131,8 +133,9 @@ void RegisterCreateCommands(CLI::App& app, Context& ctx) {
     auto overwrite = std::make_shared<bool>(false);
     CLI::App* create = app.add_subcommand(
         "create", "Create a new, empty database (Ketrova.mdb and its Version file) in FOLDER "
-                  "(default: the program folder's db), then record FOLDER as the database of "
-                  "--altdb (log in Ostrand.log)");
+                  "(default: db among the working folders, ~/.local/share/Ketrova/db when "
+                  "installed), then record FOLDER as the database of "
+                  "--altdb and print the final status text (log in Ostrand.log)");
     create->add_option("folder", *folder, "Folder for the new database");
     create->add_flag("--overwrite", *overwrite,
                      "Replace an existing Ketrova.mdb in FOLDER, keeping a safety copy of it in "
@@ -143,7 +146,8 @@ void RegisterCreateCommands(CLI::App& app, Context& ctx) {
 
     auto connectFolder = std::make_shared<std::string>();
     CLI::App* connect = app.add_subcommand(
-        "connect", "Record FOLDER, which must hold Ketrova.mdb, as the database of --altdb");
+        "connect", "Record FOLDER, which must hold Ketrova.mdb, as the database of --altdb, and "
+                   "print the folder as recorded");
     connect->add_option("folder", *connectFolder, "Folder of an existing database")->required();
     AddAltDbOption(connect, ctx);
     connect->callback([&ctx, connectFolder] { ctx.exitCode = RunConnect(ctx, *connectFolder); });

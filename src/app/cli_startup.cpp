@@ -4,6 +4,7 @@
 #include "app/cli_common.h"
 #include "startup/init.h"
 #include "startup/locator.h"
+#include "startup/network_share.h"
 #include "startup/registry.h"
 #include "startup/start_mode.h"
 
@@ -57,9 +58,17 @@ bool StoreReadable(const startup::RunSettings& s) {
     return problem.empty();
 }
 
+void WarnIfOnNetworkShare(Context& ctx, const std::string& folder) {
+    const std::string warning = startup::TakeNetworkShareWarning(ctx.settings, folder);
+    if (!warning.empty()) {
+        std::cerr << "Warning: " << warning << "\n";
+    }
+}
+
 bool LocateRegisteredDatabase(Context& ctx) {
     startup::LocateDatabase(ctx.settings, 0);
     if (!ctx.settings.DBPath.empty()) {
+        WarnIfOnNetworkShare(ctx, ctx.settings.DBPath);
         return true;
     }
     if (!StoreReadable(ctx.settings)) {
@@ -85,7 +94,7 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
         startup::FillStartValues(s);
         s.AltDB = ctx.altdb; // an /altdb= in ARGS still wins
         startup::ParseCommandLine(s, startup::JoinCommandLine(*args));
-        startup::CreateWorkingFolders(s.AppPath);
+        startup::CreateWorkingFolders(s);
         if (!StoreReadable(s)) {
             ctx.exitCode = 1;
             return;

@@ -67,7 +67,8 @@ void RegisterUpgradeCommands(CLI::App& app, Context& ctx) {
     CLI::App* sub = app.add_subcommand(
         "upgrade", "Bring the located database up to the current version: back it up into a "
                    "temporary archive, convert its structure and data, write the new version "
-                   "file, and put the backup back if anything fails (log in Ostrand.log)");
+                   "file, and put the backup back if anything fails; print the final status text "
+                   "and exit 1 when the upgrade failed (log in Ostrand.log)");
     AddAltDbOption(sub, ctx);
     sub->callback([&ctx] { ctx.exitCode = RunUpgradeCommand(ctx); });
 }

@@ -250,7 +250,7 @@ void frmRestore::RunCommand(const QString& word) {
     } else if (word == "UNSELECT_TREE") {
         SetAllChecks(Qt::Unchecked);
     } else if (word == "HELP") {
-        context_.ui.OpenDocument(HelpPage(context_.settings.AppPath, "restore"));
+        context_.ui.OpenDocument(HelpPage(startup::DataFolder(context_.settings), "restore"));
     } else if (word == "CANCEL") {
         close();
     } else if (word == "RESTORE") {

@@ -151,6 +151,7 @@ void frmWizNew::CreateDB_1() {
                        "Database Exists") != util::Answer::Yes) {
         return;
     }
+    WarnIfOnNetworkShare(folder);
     newFolder_ = folder;
     ResetAll(true, true, true, FaceStart);
     SetTag(BackButton, "NEWDBPATH");
@@ -209,6 +210,7 @@ void frmWizNew::MakeConnect() {
     const std::string folder = util::AddBackslash(txtConnectPath_->text().toStdString());
     startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
                             settings_.AltDB, folder);
+    WarnIfOnNetworkShare(folder);
     ResetAll(false, true, true, FaceNext);
     SetTag(ActionButton, "FINISH_SUCCESS");
     SetPageHeading(PageFinish, "Database connected");

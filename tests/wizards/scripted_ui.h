@@ -49,7 +49,10 @@ public:
         folderStarts.push_back(start);
         return folderAnswer;
     }
-    void OpenDocument(const std::string& path) override { opened.push_back(path); }
+    std::optional<std::string> ChooseSaveFile(QWidget*, const std::string&,
+                                              const std::string&) override {
+        return saveAnswer;
+    }
 
     std::function<void()> onEvents;
     int eventPumps = 0;
@@ -58,7 +61,15 @@ public:
     std::optional<std::string> folderAnswer;
     std::vector<std::string> folderTitles;
     std::vector<std::string> folderStarts;
-    std::vector<std::string> opened;
+    std::vector<std::string> opened; // what went to the desktop's viewer
+    bool viewerTakes = true;         // false: no viewer on this desktop
+    std::optional<std::string> saveAnswer;
+
+protected:
+    bool LaunchViewer(const std::string& path) override {
+        opened.push_back(path);
+        return viewerTakes;
+    }
 };
 
 } // namespace wizardtest
