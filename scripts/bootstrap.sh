@@ -12,6 +12,9 @@ packages=(
     googletest libgtest-dev     # core tests
     qt6-base-dev                # the wizards (Widgets) and their tests (Test)
     xvfb xauth                  # running the GUI without a display
+    dpkg-dev file               # cpack's .deb: dependencies read from the binaries
+    help2man                    # the manual pages, made from --help
+    desktop-file-utils appstream  # validating the menu entry and the metainfo file
 )
 
 missing=()

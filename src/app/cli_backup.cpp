@@ -4,6 +4,8 @@
 #include "app/cli_common.h"
 #include "backup/bar.h"
 #include "backup/restore.h"
+#include "platform/clock.h"
+#include "safety/safety_copy.h"
 #include "util/paths.h"
 #include "util/strings.h"
 
@@ -26,8 +28,9 @@ struct ArchiveOptions {
 };
 
 // The restore's boxes on a terminal: the command line already said yes, the
-// summary is the command's output, anything else is a complaint on stderr.
-// Each entry lets events run once, which is where the bar moves.
+// summary is printed by the command once the run is over, anything else is a
+// complaint on stderr. Each entry lets events run once, which is where the
+// bar moves.
 class RestoreUi final : public util::UiServices {
 public:
     explicit RestoreUi(int ticked) : ticked_(ticked) {}
@@ -37,9 +40,7 @@ public:
     }
     util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon,
                             const std::string& title) override {
-        if (title == "Restore Completed") {
-            std::cout << text << "\n";
-        } else if (buttons != util::Buttons::YesNo) {
+        if (title != "Restore Completed" && buttons != util::Buttons::YesNo) {
             std::cerr << text << "\n";
         }
         return buttons == util::Buttons::YesNo ? util::Answer::Yes : util::Answer::OK;
@@ -51,9 +52,27 @@ private:
     TerminalProgress progress_;
 };
 
+// Says on stderr what is wrong with the archive. False when nothing can be
+// read from it: a file that is no archive at all yields only nonsense.
+bool ReportArchive(const std::string& command, const std::string& archive, bool& damaged) {
+    if (!util::FileExists(archive)) {
+        std::cerr << "Archive not found: " << archive << "\n";
+        return false;
+    }
+    const backup::ArchiveCheck check = backup::CheckArchive(archive);
+    damaged = !check.problem.empty();
+    if (damaged) {
+        std::cerr << "archive " << command << ": " << archive << " " << check.problem
+                  << (check.isArchive ? "; what comes before the damage is still read"
+                                      : "; nothing was read from it")
+                  << "\n";
+    }
+    return check.isArchive;
+}
+
 int RunList(const ArchiveOptions& opt) {
-    if (!util::FileExists(opt.archive)) {
-        std::cerr << "Archive not found: " << opt.archive << "\n";
+    bool damaged = false;
+    if (!ReportArchive("list", opt.archive, damaged)) {
         return 1;
     }
     std::vector<backup::ArchiveEntry> entries;
@@ -64,7 +83,7 @@ int RunList(const ArchiveOptions& opt) {
                   << e.StartPos << '\t' << util::Trim(util::CutAtNul(e.FileDate)) << '\t'
                   << util::Trim(util::CutAtNul(e.FileName)) << '\n';
     }
-    return 0;
+    return damaged ? 1 : 0;
 }
 
 int RunAdd(const ArchiveOptions& opt) {
@@ -77,8 +96,11 @@ int RunAdd(const ArchiveOptions& opt) {
 
 int RunRestore(Context& ctx, const ArchiveOptions& opt) {
     PrepareSettings(ctx);
-    if (!util::FileExists(opt.archive)) {
-        std::cerr << "Archive not found: " << opt.archive << "\n";
+    if (opt.link && !StoreReadable(ctx.settings)) {
+        return 1;
+    }
+    bool damaged = false;
+    if (!ReportArchive("restore", opt.archive, damaged)) {
         return 1;
     }
     std::vector<backup::ArchiveEntry> entries;
@@ -103,9 +125,22 @@ int RunRestore(Context& ctx, const ArchiveOptions& opt) {
                        : opt.existing == "overwrite" ? backup::ExistingFiles::Overwrite
                                                      : backup::ExistingFiles::Rename;
     RestoreUi ui(backup::CountSelected(entries));
+    const platform::SystemClock clock;
     backup::RestoreCounts counts =
-        backup::RunRestoreCommand(ctx.settings, opt.archive, entries, options, ui);
-    return counts.ran && counts.restored == counts.attempted ? 0 : 1;
+        backup::RunRestoreCommand(ctx.settings, opt.archive, entries, options, ui, clock);
+    if (!counts.ran) {
+        return 1;
+    }
+    std::cout << backup::RestoreSummaryText(opt.archive, entries, counts.attempted, counts.restored)
+              << "\n";
+    for (const safety::SafetyCopy& copy : counts.safetyCopies) {
+        std::cout << safety::SafetyCopyLine(copy) << "\n";
+    }
+    if (!counts.cause.empty()) {
+        std::cerr << counts.cause << "\n(the run log is " << startup::RunLogPath(ctx.settings)
+                  << ")\n";
+    }
+    return counts.restored == counts.attempted ? 0 : 1;
 }
 
 } // namespace
@@ -123,7 +158,8 @@ void RegisterBackupCommands(CLI::App& app, Context& ctx) {
     list->callback([&ctx, opt] { ctx.exitCode = RunList(*opt); });
 
     CLI::App* add = archive->add_subcommand(
-        "add", "Append FILE to ARCHIVE (created when missing) and print the outcome");
+        "add", "Append FILE to ARCHIVE (created when missing; a file that is no archive is "
+               "refused untouched) and print the outcome");
     add->add_option("ARCHIVE", opt->archive, "Archive file")->required();
     add->add_option("FILE", opt->file, "File to store")->required();
     add->add_option("--type", opt->fileType,
@@ -134,8 +170,9 @@ void RegisterBackupCommands(CLI::App& app, Context& ctx) {
 
     CLI::App* restore = archive->add_subcommand(
         "restore", "Restore the entries NUMBER (all when none is given) as the restore window "
-                   "does, write Ostrand.log and print the summary; exit 1 when any was not "
-                   "restored");
+                   "does, write Ostrand.log and print the summary, then a 'Safety copy: PATH' "
+                   "line for each overwritten file kept in SafetyCopies beside it; exit 1 when "
+                   "any was not restored");
     restore->add_option("ARCHIVE", opt->archive, "Archive file")->required();
     restore->add_option("NUMBER", opt->numbers, "Entry numbers as archive list prints them");
     restore->add_option("--to", opt->to,

@@ -22,12 +22,20 @@ struct Context {
 // takes --altdb. Every subcommand that works on the suite's files calls it first.
 void PrepareSettings(Context& ctx);
 
+// False, saying why on stderr, when the settings store exists but cannot be
+// read: its silence would read as "no database", and a write would replace it.
+bool StoreReadable(const startup::RunSettings& settings);
+
 // Locates the database of --altdb without a log. When no folder is
 // registered for it, says so with what to do and returns false: the
 // database name would otherwise be taken relative to the working folder.
-// False too while an operation on the database that was cut off has not
-// been recovered (InterruptedRunPending).
+// A folder on a network file system is warned about on stderr. False too
+// while an operation on the database that was cut off has not been
+// recovered (InterruptedRunPending).
 bool LocateRegisteredDatabase(Context& ctx);
+
+// Warns on stderr, once per run, when `folder` is on a network file system.
+void WarnIfOnNetworkShare(Context& ctx, const std::string& folder);
 
 // Whether an operation on the located database was cut off and not yet
 // recovered; if so, says on stderr which, when, and what 'ostrand-cli

@@ -7,6 +7,7 @@
 #include "db/connection.h"
 #include "platform/clock.h"
 #include "platform/environment.h"
+#include "safety/safety_copy.h"
 #include "startup/registry.h"
 #include "startup/run_log.h"
 #include "util/paths.h"
@@ -53,6 +54,9 @@ namespace {
 int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     PrepareSettings(ctx);
     startup::RunSettings& s = ctx.settings;
+    if (!StoreReadable(ctx.settings)) {
+        return 1;
+    }
     if (folderArg.empty()) {
         folderArg = s.AppPath + "db";
     }
@@ -68,12 +72,16 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
     }
     if (util::FileExists(file) && !overwrite) {
         std::cerr << "A database already exists at " << file
-                  << "; nothing was changed. Give --overwrite to replace it (its data is lost).\n";
+                  << "; nothing was changed. Give --overwrite to replace it (a safety copy of it "
+                     "is kept in "
+                  << safety::SafetyFolderFor(file) << ").\n";
         return 1;
     }
 
+    WarnIfOnNetworkShare(ctx, folder);
     bool ok = false;
     std::string status;
+    safety::SafetyCopy kept;
     {
         TerminalProgress bar;
         StatusKeeper progress(bar);
@@ -83,14 +91,18 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
         // The log is opened and closed around the run, as the wizard page
         // does; a log that cannot be opened leaves the run without one.
         s.LogFileNo = startup::OpenLogFile(s.Files, startup::RunLogPath(s), 1, 0);
-        ok = create::CreateNewDB(s, shared, progress, ui, clock, folder);
+        ok = create::CreateNewDB(s, shared, progress, ui, clock, folder, &kept);
         startup::CloseFile(s.Files, s.LogFileNo);
         s.LogFileNo = 0;
         status = progress.status;
     }
     std::cout << status << "\n";
+    if (!kept.path.empty()) {
+        std::cout << safety::SafetyCopyLine(kept) << "\n";
+    }
     if (!ok) {
-        std::cerr << "See " << startup::RunLogPath(s) << " for the cause.\n";
+        std::cerr << startup::LastErrorLine(startup::RunLogPath(s)) << "\n(the run log is "
+                  << startup::RunLogPath(s) << ")\n";
         return 1;
     }
     return RegisterFolder(ctx, folder) ? 0 : 1;
@@ -98,6 +110,9 @@ int RunCreate(Context& ctx, std::string folderArg, bool overwrite) {
 
 int RunConnect(Context& ctx, const std::string& folderArg) {
     PrepareSettings(ctx);
+    if (!StoreReadable(ctx.settings)) {
+        return 1;
+    }
     const std::string folder = util::AddBackslash(folderArg);
     if (!util::FileExists(folder + "Ketrova.mdb")) {
         std::cerr << "There is no Ketrova.mdb in " << folder << "; nothing was recorded.\n";
@@ -106,6 +121,7 @@ int RunConnect(Context& ctx, const std::string& folderArg) {
     if (!RegisterFolder(ctx, folder)) {
         return 1;
     }
+    WarnIfOnNetworkShare(ctx, folder);
     std::cout << folder << "\n";
     return 0;
 }
@@ -117,18 +133,21 @@ void RegisterCreateCommands(CLI::App& app, Context& ctx) {
     auto overwrite = std::make_shared<bool>(false);
     CLI::App* create = app.add_subcommand(
         "create", "Create a new, empty database (Ketrova.mdb and its Version file) in FOLDER "
-                  "(default: the program folder's db), then record FOLDER as the database of "
-                  "--altdb (log in Ostrand.log)");
+                  "(default: db among the working folders, ~/.local/share/Ketrova/db when "
+                  "installed), then record FOLDER as the database of "
+                  "--altdb and print the final status text (log in Ostrand.log)");
     create->add_option("folder", *folder, "Folder for the new database");
     create->add_flag("--overwrite", *overwrite,
-                     "Replace an existing Ketrova.mdb in FOLDER without a backup");
+                     "Replace an existing Ketrova.mdb in FOLDER, keeping a safety copy of it in "
+                     "FOLDER/SafetyCopies (printed as 'Safety copy: PATH')");
     AddAltDbOption(create, ctx);
     create->callback(
         [&ctx, folder, overwrite] { ctx.exitCode = RunCreate(ctx, *folder, *overwrite); });
 
     auto connectFolder = std::make_shared<std::string>();
     CLI::App* connect = app.add_subcommand(
-        "connect", "Record FOLDER, which must hold Ketrova.mdb, as the database of --altdb");
+        "connect", "Record FOLDER, which must hold Ketrova.mdb, as the database of --altdb, and "
+                   "print the folder as recorded");
     connect->add_option("folder", *connectFolder, "Folder of an existing database")->required();
     AddAltDbOption(connect, ctx);
     connect->callback([&ctx, connectFolder] { ctx.exitCode = RunConnect(ctx, *connectFolder); });

@@ -127,7 +127,7 @@ void RegisterDbCommands(CLI::App& app, Context& ctx) {
     AddAltDbOption(schema, ctx);
     schema->add_option("--db", opt->dbFile, "Database file to compare instead of the located one");
     schema->add_option("--template", opt->templateFile,
-                       "Template to compare with instead of the Ketrova.ddf beside the program");
+                       "Template to compare with instead of the shipped Ketrova.ddf");
     schema->callback([&ctx, opt] {
         try {
             ctx.exitCode = RunSchema(ctx, *opt);

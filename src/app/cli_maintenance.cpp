@@ -6,6 +6,7 @@
 #include "maintenance/diagnostics.h"
 #include "maintenance/sysinfo.h"
 #include "platform/clock.h"
+#include "platform/process.h"
 #include "startup/locator.h"
 #include "startup/registry.h"
 #include "util/strings.h"
@@ -36,13 +37,22 @@ private:
     util::UiServices& inner_;
 };
 
+// The report names the Qt the wizards are built with; this program does not load it.
+#ifdef OSTRAND_QT_VERSION
+constexpr const char* kQtVersion =
+    OSTRAND_QT_VERSION " (the wizards' build; ostrand-cli does not use Qt)";
+#else
+constexpr const char* kQtVersion = "not built";
+#endif
+
 } // namespace
 
 void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
     CLI::App* compact = app.add_subcommand(
         "compact", "Compact the located database into a copy beside it, check the copy and put "
                    "it in the database's place, keeping the database as it was in SafetyCopies; "
-                   "writes Ostrand.log as the options wizard does and prints the outcome");
+                   "writes Ostrand.log as the options wizard does, prints the outcome and exits 1 "
+                   "when it failed");
     AddAltDbOption(compact, ctx);
     compact->callback([&ctx] {
         PrepareSettings(ctx);
@@ -66,8 +76,9 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
     auto yes = std::make_shared<bool>(false);
     auto view = std::make_shared<bool>(false);
     CLI::App* diag = app.add_subcommand(
-        "diag", "Write the troubleshooting report (Ostrand.log in the program folder), "
-                "repairing NULL values and stray log rows on the way, and print its path");
+        "diag", "Write the troubleshooting report (Ostrand.log in the log folder), "
+                "repairing NULL values and stray log rows on the way, and print its path; exit 1 "
+                "when the report was not written");
     diag->add_flag("--yes", *yes, "Answer OK when asked about low disk space (else Cancel)");
     diag->add_flag("--view", *view, "Open the finished report in the desktop's viewer");
     AddAltDbOption(diag, ctx);
@@ -81,7 +92,8 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
         }
         TerminalUi terminal(*yes);
         RefusalWatch ui(terminal);
-        maintenance::SystemProbe probe(*view);
+        // The report itself is opened below, where a failure can be told.
+        maintenance::SystemProbe probe(false, kQtVersion);
         platform::SystemClock clock;
         db::Connection connection;
         maintenance::RunDiagnostics(s, connection, ui, clock, probe);
@@ -89,7 +101,12 @@ void RegisterMaintenanceCommands(CLI::App& app, Context& ctx) {
             ctx.exitCode = 1;
             return;
         }
+        WarnIfOnNetworkShare(ctx, s.DBPath);
         std::cout << startup::RunLogPath(s) << "\n";
+        if (*view && !platform::OpenDocument(startup::RunLogPath(s))) {
+            std::cerr << "No viewer on this desktop opened the report; read it at "
+                      << startup::RunLogPath(s) << "\n";
+        }
         ctx.exitCode = 0;
     });
 

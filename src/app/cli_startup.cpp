@@ -5,6 +5,8 @@
 #include "safety/recovery.h"
 #include "startup/init.h"
 #include "startup/locator.h"
+#include "startup/network_share.h"
+#include "startup/registry.h"
 #include "startup/start_mode.h"
 
 #include <iostream>
@@ -83,10 +85,29 @@ void PrintSafetyCopy(const std::string& path) {
     }
 }
 
+bool StoreReadable(const startup::RunSettings& s) {
+    const std::string problem = startup::RegistryStoreProblem(s);
+    if (!problem.empty()) {
+        std::cerr << problem << "\n";
+    }
+    return problem.empty();
+}
+
+void WarnIfOnNetworkShare(Context& ctx, const std::string& folder) {
+    const std::string warning = startup::TakeNetworkShareWarning(ctx.settings, folder);
+    if (!warning.empty()) {
+        std::cerr << "Warning: " << warning << "\n";
+    }
+}
+
 bool LocateRegisteredDatabase(Context& ctx) {
     startup::LocateDatabase(ctx.settings, 0);
     if (!ctx.settings.DBPath.empty()) {
+        WarnIfOnNetworkShare(ctx, ctx.settings.DBPath);
         return !InterruptedRunPending(ctx.settings);
+    }
+    if (!StoreReadable(ctx.settings)) {
+        return false;
     }
     std::cerr << "No database folder is registered for \"" << ctx.settings.AltDB
               << "\": create one with 'ostrand-cli create FOLDER' or register an existing one "
@@ -108,7 +129,11 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
         startup::FillStartValues(s);
         s.AltDB = ctx.altdb; // an /altdb= in ARGS still wins
         startup::ParseCommandLine(s, startup::JoinCommandLine(*args));
-        startup::CreateWorkingFolders(s.AppPath);
+        startup::CreateWorkingFolders(s);
+        if (!StoreReadable(s)) {
+            ctx.exitCode = 1;
+            return;
+        }
         const startup::LocateFindings f = startup::FindDatabase(s);
         if (InterruptedRunPending(s)) {
             ctx.exitCode = 1;
@@ -132,6 +157,10 @@ void RegisterStartupCommands(CLI::App& app, Context& ctx) {
     AddAltDbOption(locate, ctx);
     locate->callback([&ctx] {
         PrepareSettings(ctx);
+        if (!StoreReadable(ctx.settings)) {
+            ctx.exitCode = 1;
+            return;
+        }
         startup::LocateFindings f = startup::FindDatabase(ctx.settings);
         if (InterruptedRunPending(ctx.settings)) {
             ctx.exitCode = 1;

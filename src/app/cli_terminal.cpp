@@ -48,6 +48,7 @@ util::Answer TerminalUi::MessageBox(const std::string& text, util::Buttons butto
     case util::Buttons::OKCancel:
         return answerYes_ ? util::Answer::OK : util::Answer::Cancel;
     case util::Buttons::YesNo:
+    case util::Buttons::YesNoDefaultNo:
         return answerYes_ ? util::Answer::Yes : util::Answer::No;
     }
     return util::Answer::Cancel;

@@ -72,7 +72,8 @@ void RegisterUpgradeCommands(CLI::App& app, Context& ctx) {
         "upgrade", "Bring the located database up to the current version: convert a copy "
                    "beside it, check it and put it in the database's place with the new version "
                    "file, keeping the database as it was in SafetyCopies; a failure leaves the "
-                   "database as it was (log in Ostrand.log)");
+                   "database as it was. Prints the final status text and exits 1 when the "
+                   "upgrade failed (log in Ostrand.log)");
     AddAltDbOption(sub, ctx);
     sub->callback([&ctx] { ctx.exitCode = RunUpgradeCommand(ctx); });
 }

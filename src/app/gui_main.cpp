@@ -1,6 +1,7 @@
 // ostrand: the wizards. One copy per user; a later start brings this one's
 // window forward and ends.
 
+#include "build_info.h"
 #include "db/connection.h"
 #include "platform/clock.h"
 #include "startup/init.h"
@@ -11,6 +12,7 @@
 #include <QApplication>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -27,9 +29,60 @@ void BringForward() {
     }
 }
 
+// What --help prints; the manual page is made from it, so it is the
+// program's whole reference.
+constexpr const char* kHelp = R"(Usage: ostrand [/SWITCH[=VALUE]]...
+The Ketrova database wizard. Creates the suite's database, brings an older
+database up to the current structure, compacts it, writes a troubleshooting
+report and restores files from the suite's backup archives. Which wizard opens
+depends on the state of the database and on the switches; only one copy runs
+at a time, and a second start brings the first one's window forward.
+ostrand-cli does the same work without a window.
+
+Options:
+  /nodb              open the create-database wizard, even for a current database
+  /upgradedb         open the upgrade wizard, even for a current database
+  /diag              write the troubleshooting report and show it, without a wizard
+  /altdb=NAME        work on the database registered under NAME (default: Default)
+  /appstart=PROGRAM  start PROGRAM, found on PATH, when a wizard finishes successfully
+  /expert            pass /expert on to PROGRAM
+  /loadfile=NAME     accepted and kept for the suite's programs
+  /nowarning         accepted and ignored
+  --help             print this help and exit
+  --version          print the version and exit
+
+Every "/" begins a new switch, and switches and values are read in lower case,
+so a value can be neither a path nor contain "/". Without switches, a missing
+database opens the create wizard, an older one the upgrade wizard, and a
+current one the maintenance wizard (compress, diagnose, restore).
+
+Files:
+  Ostrand.log        the run log of the last operation and the troubleshooting
+                     report: in $XDG_STATE_HOME/ostrand (~/.local/state/ostrand)
+                     for an installed program, else in the program folder
+  Ketrova.ddf        the database template, in the shared data folder
+                     (/usr/share/ostrand) or beside the program
+
+Environment:
+  KETROVA_HOME           a portable program folder holding the log, the working
+                         folders and, optionally, the template
+  KETROVA_REGISTRY       the settings store that names each database's folder
+                         (default $XDG_CONFIG_HOME/Ketrova/registry.reg)
+  KETROVA_USER_SETTINGS  an older installation's per-user settings, only read
+)";
+
 } // namespace
 
 int main(int argc, char** argv) {
+    // Answered before anything needs a display: these also make the manual page.
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::fputs(kHelp, stdout);
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::printf("ostrand %s\n", build::Version);
+        return 0;
+    }
     // Qt would abort with a core dump here; say instead what does work.
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
@@ -40,6 +93,9 @@ int main(int argc, char** argv) {
     }
     QApplication app(argc, argv);
     QApplication::setApplicationName("Ostrand");
+    QApplication::setApplicationVersion(build::Version);
+    // Lets the desktop match the windows to the menu entry and its icon.
+    QGuiApplication::setDesktopFileName("org.ketrova.Ostrand");
 
     wizards::SingleInstance instance(QApplication::applicationName());
     if (!instance.Claim()) {
@@ -59,7 +115,9 @@ int main(int argc, char** argv) {
     const std::unique_ptr<QWidget> window =
         wizards::StartUp(context, startup::JoinCommandLine(args));
     if (!window) {
-        return 0; // the diagnostics ran, or a newer database was refused: no window to wait for
+        // The diagnostics ran, or a newer database was refused; wait only for a
+        // window showing the report.
+        return ui.ShowingDocument() ? app.exec() : 0;
     }
     window->show();
     return app.exec();

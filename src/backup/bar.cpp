@@ -1,5 +1,6 @@
 #include "backup/bar.h"
 
+#include "backup/place.h"
 #include "backup/restore.h"
 #include "platform/clock.h"
 #include "startup/run_log.h"
@@ -81,7 +82,9 @@ void SeekTo(std::FILE* f, int64_t offset) {
 void ReadExactly(std::FILE* f, char* into, size_t count) {
     errno = 0;
     if (std::fread(into, 1, count, f) != count) {
-        // A short read without an error is the file ending early.
+        if (!std::ferror(f)) {
+            throw IoError(EIO, "the file ends early");
+        }
         ThrowErrno(EIO);
     }
 }
@@ -233,6 +236,20 @@ bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t 
         message = "File not found";
         return false;
     }
+    // Appending to a file that is no archive would spoil it for its owner,
+    // and an archive read while it grows would hold itself without end.
+    std::error_code same;
+    std::string problem = fs::equivalent(archive, source, same) && !same
+                              ? "an archive cannot be added to itself: " + archive
+                              : "";
+    if (problem.empty() && util::FileExists(archive)) {
+        const ArchiveCheck check = CheckArchive(archive);
+        problem = check.problem.empty() ? "" : archive + " " + check.problem;
+    }
+    if (!problem.empty()) {
+        message = "Error " + std::to_string(EINVAL) + ", " + problem + "; nothing was added";
+        return false;
+    }
     int64_t archiveLength = -1;
     try {
         ArchiveEntry entry;
@@ -280,6 +297,54 @@ bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t 
     return false;
 }
 
+ArchiveCheck CheckArchive(const std::string& archive) {
+    ArchiveCheck check;
+    std::string why;
+    bool badHeader = false;
+    try {
+        startup::FileHandle arc = OpenOrThrow(archive, "rb");
+        const int64_t size = FileLength(arc.get());
+        EntryBytes bytes{};
+        for (int64_t at = 0; at < size;) {
+            const std::string which = "entry " + std::to_string(check.soundEntries + 1);
+            if (at + HeaderSize > size) {
+                why = "the header of " + which + " is cut short";
+                badHeader = true;
+                break;
+            }
+            SeekTo(arc.get(), at);
+            ReadExactly(arc.get(), bytes.data(), bytes.size());
+            const ArchiveEntry e = DecodeEntry(bytes);
+            if (e.StartPos != at + HeaderSize + 1 || e.FileLength < 0) {
+                why = "the 500 bytes at position " + std::to_string(at + 1) +
+                      " are no entry's header";
+                badHeader = true;
+                break;
+            }
+            if (at + HeaderSize + e.FileLength > size) {
+                why = "the data of " + which + " is cut short";
+                break;
+            }
+            at += HeaderSize + e.FileLength;
+            ++check.soundEntries;
+        }
+    } catch (const std::exception& e) {
+        check.isArchive = false;
+        check.problem = std::string("cannot be read (") + e.what() + ")";
+        return check;
+    }
+    check.isArchive = !(badHeader && check.soundEntries == 0);
+    if (why.empty()) {
+        return check;
+    }
+    check.problem =
+        !check.isArchive ? "is no backup archive of the suite (" + why + ")"
+        : check.soundEntries == 0
+            ? "is damaged (" + why + ")"
+            : "is damaged after entry " + std::to_string(check.soundEntries) + " (" + why + ")";
+    return check;
+}
+
 int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>& entries) {
     entries.clear();
     if (!util::FileExists(archive)) {
@@ -312,32 +377,34 @@ int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>&
     }
 }
 
-bool BaR_Restore_File(startup::RunSettings& settings, const std::string& archive,
-                      const std::string& target, int32_t start, int32_t length) {
-    const std::string arcName = util::Trim(archive);
-    const std::string targetName = util::Trim(target);
-    const int32_t chunks = length / BlockSize;
-    const int32_t remainder = length % BlockSize;
+namespace {
+
+void LogRestoreBlock(startup::RunSettings& settings, const std::string& archive,
+                     const std::string& target, int32_t start, int32_t length) {
     startup::Log(settings, "--- BaR_Restore_File ------------------------------");
-    startup::Log(settings, "{ } Restoring from        : " + arcName);
-    startup::Log(settings, "{ } Restoring file        : " + targetName);
+    startup::Log(settings, "{ } Restoring from        : " + archive);
+    startup::Log(settings, "{ } Restoring file        : " + target);
     startup::Log(settings, "{ } Start position        : " + std::to_string(start));
     startup::Log(settings, "{ } File length           : " + std::to_string(length));
-    startup::Log(settings, "{ } 100k chunks           : " + std::to_string(chunks));
-    startup::Log(settings, "{ } Remainder             : " + std::to_string(remainder));
+    startup::Log(settings, "{ } 100k chunks           : " + std::to_string(length / BlockSize));
+    startup::Log(settings, "{ } Remainder             : " + std::to_string(length % BlockSize));
+}
 
+// Copies the stored bytes into `into`, in place from its first byte and
+// without truncating it; a file this call had to make and could not fill is
+// removed again. The error names `target`, the file the user asked for.
+bool CopyOut(const std::string& archive, const std::string& target, const std::string& into,
+             int32_t start, int32_t length, std::string& error) {
     bool created = false;
     try {
-        if (start < 1 || length < 0 || targetName.empty()) {
-            return false;
+        if (start < 1 || length < 0 || into.empty()) {
+            throw IoError(EINVAL, "the entry's start or length is not possible");
         }
-        startup::FileHandle arc = OpenOrThrow(arcName, "rb");
-        // In place, without truncating: an existing target is overwritten from
-        // its first byte and keeps any tail beyond the restored length.
+        startup::FileHandle arc = OpenOrThrow(archive, "rb");
         errno = 0;
-        startup::FileHandle out = OpenUnbuffered(targetName, "r+b");
+        startup::FileHandle out = OpenUnbuffered(into, "r+b");
         if (!out) {
-            out = OpenOrThrow(targetName, "wb");
+            out = OpenOrThrow(into, "wb");
             created = true;
         }
         SeekTo(arc.get(), static_cast<int64_t>(start) - 1);
@@ -345,17 +412,36 @@ bool BaR_Restore_File(startup::RunSettings& settings, const std::string& archive
         CopyBlocks(arc.get(), out.get(), length, block);
         CloseOrThrow(out);
         return true;
-    } catch (const std::exception&) {
-        // A file this call made and could not fill is no restored file.
+    } catch (const std::exception& e) {
+        error = std::string(e.what()) + " while restoring " + target + " from " + archive;
         if (created) {
             std::error_code ec;
-            fs::remove(targetName, ec);
+            fs::remove(into, ec);
         }
         return false;
     }
 }
 
-bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive) {
+} // namespace
+
+bool BaR_Restore_File(startup::RunSettings& settings, const std::string& archive,
+                      const std::string& target, int32_t start, int32_t length) {
+    const std::string targetName = util::Trim(target);
+    std::string error;
+    return RestoreFileInto(settings, archive, targetName, targetName, start, length, error);
+}
+
+bool RestoreFileInto(startup::RunSettings& settings, const std::string& archive,
+                     const std::string& target, const std::string& into, int32_t start,
+                     int32_t length, std::string& error) {
+    const std::string arcName = util::Trim(archive);
+    const std::string targetName = util::Trim(target);
+    LogRestoreBlock(settings, arcName, targetName, start, length);
+    return CopyOut(arcName, targetName, into, start, length, error);
+}
+
+bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive,
+                    const platform::Clock& clock) {
     std::vector<ArchiveEntry> entries;
     BaR_ReadDirectory(archive, entries);
     bool allRestored = true;
@@ -364,18 +450,18 @@ bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive) 
             continue;
         }
         std::optional<std::string> target = RestoreTargetName(entry.FileName, "");
-        if (!target || IsTheArchive(*target, archive)) {
-            startup::Log(settings, "{*} Restore failed for    : " + util::Trim(entry.FileName));
+        Placed placed;
+        if (!target || IsTheArchive(*target, archive) ||
+            !PlaceRestoredFile(settings, archive, *target, entry.StartPos, entry.FileLength, clock,
+                               placed)) {
+            startup::Log(settings, "{*} Restore failed for    : " +
+                                       target.value_or(util::Trim(entry.FileName)));
+            if (!placed.error.empty()) {
+                startup::Log(settings, "{*} " + placed.error);
+            }
             allRestored = false;
-            continue;
-        }
-        if (!ClearRestoreTarget(*target)) {
-            startup::Log(settings, "{*} Could not delete existing file : " + *target);
-            allRestored = false;
-            continue;
-        }
-        if (!BaR_Restore_File(settings, archive, *target, entry.StartPos, entry.FileLength)) {
-            allRestored = false;
+        } else if (!placed.kept.path.empty()) {
+            startup::Log(settings, "{ } " + safety::SafetyCopyLine(placed.kept));
         }
     }
     return allRestored;

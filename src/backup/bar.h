@@ -9,6 +9,7 @@
 // archive is position 1, and a stored file's start position is always its
 // header's position plus 500.
 
+#include "platform/clock.h"
 #include "startup/run_settings.h"
 
 #include <array>
@@ -16,10 +17,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-namespace platform {
-struct LocalDateTime;
-}
 
 namespace backup {
 
@@ -76,7 +73,9 @@ std::string GeneralDateText(const platform::LocalDateTime& t);
 
 // Appends `source` to `archive` (created when missing) behind a header of the
 // given type. `message` receives "Success", "File not found" when there is no
-// such file, or "Error " with the error's number and description.
+// such file, or "Error " with the error's number and description. An
+// existing file that is no sound archive (CheckArchive), or the archive
+// itself as the source, is refused untouched.
 bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t fileType,
                  std::string& message);
 
@@ -87,6 +86,19 @@ bool BaR_AddFile(const std::string& archive, const std::string& source, int16_t 
 // damage and never a loop.
 int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>& entries);
 
+// What a walk from header to header finds in a file. Sound: every header's
+// start position is its own position plus 500, and the last entry's data
+// ends at the file's last byte; an empty file is a sound, empty archive.
+struct ArchiveCheck {
+    bool isArchive = true; // false: not even its first header is an archive's
+    int soundEntries = 0;  // whole entries before any damage
+    // "" for a sound archive; else the end of a sentence that begins with the
+    // file's name: "is no backup archive of the suite (...)", "is damaged
+    // after entry 2 (...)", "cannot be read (...)".
+    std::string problem;
+};
+ArchiveCheck CheckArchive(const std::string& archive);
+
 // Copies `length` bytes from archive position `start` into `target`, written
 // in place from its first byte without truncating it (callers delete an
 // existing target first). Names are trimmed; the block of "{ }" lines goes to
@@ -94,10 +106,20 @@ int16_t BaR_ReadDirectory(const std::string& archive, std::vector<ArchiveEntry>&
 bool BaR_Restore_File(startup::RunSettings& settings, const std::string& archive,
                       const std::string& target, int32_t start, int32_t length);
 
-// Restores every database-type entry to its stored name, deleting an existing
-// file of that name first. The others are still restored when one fails; the
-// result is false when any failed.
-bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive);
+// BaR_Restore_File for a file that is to take `target`'s place: the log block
+// names `target` while the bytes go into `into`, a file of the caller's
+// beside it. `error` says why it failed.
+bool RestoreFileInto(startup::RunSettings& settings, const std::string& archive,
+                     const std::string& target, const std::string& into, int32_t start,
+                     int32_t length, std::string& error);
+
+// Restores every database-type entry to its stored name. A file of that name
+// is never deleted: the restored one takes its place by a rename, and what
+// was there is kept in the safety-copy folder beside it (see place.h). The
+// others are still restored when one fails; the result is false when any
+// failed. The clock names the safety copies.
+bool BaR_RestoreAll(startup::RunSettings& settings, const std::string& archive,
+                    const platform::Clock& clock = platform::SystemClock());
 
 // The settings record the suite's backup program keeps in "BaR.cfg" in the
 // database folder. Only its leading fields are read; the rest belongs to that

@@ -1,5 +1,8 @@
 #include "backup/restore.h"
 
+#include "backup/place.h"
+#include "safety/operation_guard.h"
+#include "safety/safety_copy.h"
 #include "startup/registry.h"
 #include "startup/run_log.h"
 #include "util/format.h"
@@ -39,24 +42,6 @@ std::vector<std::string> PathParts(std::string_view path) {
 bool HasDrivePrefix(std::string_view name) {
     return name.size() >= 2 && std::isalpha(static_cast<unsigned char>(name[0])) != 0 &&
            name[1] == ':';
-}
-
-bool IsDatabaseTarget(std::string_view target) {
-    return target.size() >= DatabaseFileName.size() &&
-           util::EqualsNoCase(target.substr(target.size() - DatabaseFileName.size()),
-                              DatabaseFileName);
-}
-
-// Anything at all at that name counts, a dangling link included: writing to a
-// name that is a link would write wherever the link points.
-bool SomethingAt(const std::string& path) {
-    std::error_code ec;
-    fs::file_status st = fs::symlink_status(path, ec);
-    if (ec) {
-        // Unknown (no permission to look): better treated as taken.
-        return ec != std::errc::no_such_file_or_directory && ec != std::errc::not_a_directory;
-    }
-    return st.type() != fs::file_type::not_found;
 }
 
 // True when `target`'s folder, with every link on the way resolved, lies at
@@ -126,32 +111,41 @@ std::optional<std::string> RestoreTargetName(const std::string& storedName,
     return util::AddBackslash(redirectFolder) + relative;
 }
 
-std::string RenamedTarget(const std::string& target) {
-    std::string candidate = target + ".restored";
-    for (long n = 0; SomethingAt(candidate); ++n) {
-        candidate = target + ".restored." + std::to_string(n);
+NameState LookAtName(const std::string& path, std::string* why) {
+    std::error_code ec;
+    const fs::file_status st = fs::symlink_status(path, ec);
+    if (!ec) {
+        return st.type() == fs::file_type::not_found ? NameState::Free : NameState::Taken;
     }
-    return candidate;
+    if (ec == std::errc::no_such_file_or_directory || ec == std::errc::not_a_directory) {
+        return NameState::Free;
+    }
+    // Never "something is there": a name that cannot be looked at cannot be
+    // written either, and a search for a free one would never end.
+    if (why) {
+        *why = ec.message() + ": " + path;
+    }
+    return NameState::Unusable;
 }
 
-bool ClearRestoreTarget(const std::string& target) {
-    std::error_code ec;
-    if (SomethingAt(target)) {
-        fs::remove(target, ec);
-        if (ec || SomethingAt(target)) {
-            return false;
+std::optional<std::string> RenamedTarget(const std::string& target, std::string* why) {
+    std::string candidate = target + ".restored";
+    for (int n = 0; n <= kRenameTries; ++n) {
+        switch (LookAtName(candidate, why)) {
+        case NameState::Free:
+            return candidate;
+        case NameState::Unusable:
+            return std::nullopt;
+        case NameState::Taken:
+            break;
         }
+        candidate = target + ".restored." + std::to_string(n);
     }
-    if (IsDatabaseTarget(target)) {
-        const std::string journal = target + "-journal";
-        if (SomethingAt(journal)) {
-            fs::remove(journal, ec);
-            if (ec || SomethingAt(journal)) {
-                return false;
-            }
-        }
+    if (why) {
+        *why = "No free name for the restored file: " + target + ".restored.0 to .restored." +
+               std::to_string(kRenameTries - 1) + " are all taken";
     }
-    return true;
+    return std::nullopt;
 }
 
 bool IsTheArchive(const std::string& target, const std::string& archive) {
@@ -193,61 +187,126 @@ std::string RestoreConfirmationText(const std::string& archive,
 }
 
 std::string RestoreSummaryText(const std::string& archive, const std::vector<ArchiveEntry>& entries,
-                               int attempted, int restored) {
+                               int attempted, int restored, const std::vector<std::string>& notes) {
     double percent = attempted > 0 ? static_cast<double>(restored) / attempted * 100.0 : 0.0;
     std::string text = "Restore completed from " + archive + "\n\n";
     text += "Files in found in archive : " + Number(entries.size()) + "\n";
     text += "Files attempted for restore : " + std::to_string(attempted) + "\n";
     text += "Files successfully restored : " + std::to_string(restored) + "\n";
     text += "Percent Successful: " + util::Format(percent, "0") + "\n\n";
+    for (const std::string& note : notes) {
+        text += note + "\n";
+    }
+    text += notes.empty() ? "" : "\n";
     text += "Press OK to continue.";
     return text;
 }
 
+std::vector<std::string> SummaryNotes(const RestoreCounts& counts) {
+    std::vector<std::string> notes;
+    for (const safety::SafetyCopy& copy : counts.safetyCopies) {
+        notes.push_back(safety::SafetyCopyLine(copy));
+    }
+    if (!counts.cause.empty()) {
+        notes.push_back("Cause: " + counts.cause);
+    }
+    return notes;
+}
+
 namespace {
 
-// One ticked entry; true when it was restored (a skipped entry was not).
-bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
-                  const ArchiveEntry& entry, const RestoreOptions& options, util::UiServices& ui) {
-    bool skipped = false;
-    std::optional<std::string> named = RestoreTargetName(entry.FileName, options.RedirectFolder);
-    if (!named || IsTheArchive(*named, archive) ||
-        (!options.RedirectFolder.empty() && !StaysInside(*named, options.RedirectFolder))) {
-        ui.DoEvents();
-        startup::Log(settings, "{*} Restore failed for    : " + util::Trim(entry.FileName));
+// Logs a failed entry, then why it failed: the last error line of the log
+// is what the user is shown as the cause.
+bool Failed(startup::RunSettings& settings, const std::string& target, const std::string& why) {
+    startup::Log(settings, "{*} Restore failed for    : " + target);
+    if (!why.empty()) {
+        startup::Log(settings, "{*} " + why);
+    }
+    return false;
+}
+
+// What one run of the restore shares between its entries.
+struct Run {
+    startup::RunSettings& settings;
+    const std::string& archive;
+    const RestoreOptions& options;
+    util::UiServices& ui;
+    const platform::Clock& clock;
+    std::vector<safety::SafetyCopy>& safetyCopies;
+};
+
+// Replaces a database under the operation lock, so that no other run of
+// Ostrand works on it meanwhile and an interruption leaves a marker behind.
+bool PlaceUnderLock(Run& run, const ArchiveEntry& entry, const std::string& target,
+                    Placed& placed) {
+    safety::OperationGuard guard(target, "restore", run.clock);
+    if (!guard.Begin(placed.error)) {
         return false;
     }
+    return PlaceRestoredFile(run.settings, run.archive, target, entry.StartPos, entry.FileLength,
+                             run.clock, placed, &guard);
+}
+
+// One ticked entry; true when it was restored (a skipped entry was not).
+bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
+    startup::RunSettings& settings = run.settings;
+    const RestoreOptions& options = run.options;
+    std::optional<std::string> named = RestoreTargetName(entry.FileName, options.RedirectFolder);
+    if (!named || IsTheArchive(*named, run.archive) ||
+        (!options.RedirectFolder.empty() && !StaysInside(*named, options.RedirectFolder))) {
+        run.ui.DoEvents();
+        return Failed(settings, util::Trim(entry.FileName), "");
+    }
     std::string target = *named;
-    bool cleared = true;
-    if (SomethingAt(target)) {
+    std::string why;
+    bool replacing = false;
+    switch (LookAtName(target, &why)) {
+    case NameState::Unusable:
+        run.ui.DoEvents();
+        return Failed(settings, target, why);
+    case NameState::Free:
+        break;
+    case NameState::Taken:
         switch (options.Existing) {
         case ExistingFiles::Skip:
-            skipped = true;
-            break;
+            run.ui.DoEvents();
+            return false;
         case ExistingFiles::Rename:
-            target = RenamedTarget(target);
+            if (std::optional<std::string> renamed = RenamedTarget(target, &why)) {
+                target = *renamed;
+            } else {
+                run.ui.DoEvents();
+                return Failed(settings, target, why);
+            }
             break;
         case ExistingFiles::Overwrite:
-            cleared = ClearRestoreTarget(target);
+            replacing = true;
             break;
         }
     }
-    ui.DoEvents();
-    if (skipped) {
-        return false;
-    }
+    run.ui.DoEvents();
     std::error_code ec;
     const fs::path folder = fs::path(target).parent_path();
     if (!folder.empty()) {
         fs::create_directories(folder, ec);
     }
-    bool ok = cleared && !ec && ClearRestoreTarget(target) &&
-              BaR_Restore_File(settings, archive, target, entry.StartPos, entry.FileLength);
+    if (ec) {
+        return Failed(settings, target, ec.message() + ": " + folder.string());
+    }
+    Placed placed;
+    const bool ok = replacing && IsDatabaseTarget(target)
+                        ? PlaceUnderLock(run, entry, target, placed)
+                        : PlaceRestoredFile(settings, run.archive, target, entry.StartPos,
+                                            entry.FileLength, run.clock, placed);
     if (!ok) {
-        startup::Log(settings, "{*} Restore failed for    : " + target);
-        return false;
+        return Failed(settings, target, placed.error);
     }
     startup::Log(settings, "{ } Restore succeeded for : " + target);
+    if (!placed.kept.path.empty()) {
+        startup::Log(settings, "{ } " + safety::SafetyCopyLine(placed.kept));
+        run.safetyCopies.push_back(placed.kept);
+        safety::PruneSafetyCopies(target);
+    }
     if (options.LinkDatabase && IsDatabaseTarget(target)) {
         // The suite finds its database from any folder, so a redirect folder
         // typed as a relative path must not be registered as one.
@@ -263,20 +322,23 @@ bool RestoreEntry(startup::RunSettings& settings, const std::string& archive,
 
 int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
                     const std::vector<ArchiveEntry>& entries, const RestoreOptions& options,
-                    util::UiServices& ui) {
+                    util::UiServices& ui, const platform::Clock& clock,
+                    std::vector<safety::SafetyCopy>* safetyCopies) {
     // A log already open belongs to a caller that closes it itself.
     const bool ownLog = settings.LogFileNo == 0;
     if (ownLog) {
         settings.LogFileNo =
             startup::OpenLogFile(settings.Files, startup::RunLogPath(settings), 1, 0);
     }
+    std::vector<safety::SafetyCopy> kept;
+    Run run{settings, archive, options, ui, clock, safetyCopies ? *safetyCopies : kept};
     int restored = 0;
     try {
         for (const ArchiveEntry& entry : entries) {
             if (entry.Selected == 0) {
                 continue;
             }
-            if (RestoreEntry(settings, archive, entry, options, ui)) {
+            if (RestoreEntry(run, entry)) {
                 ++restored;
             }
         }
@@ -292,7 +354,8 @@ int RestoreSelected(startup::RunSettings& settings, const std::string& archive,
 
 RestoreCounts RunRestoreCommand(startup::RunSettings& settings, const std::string& archive,
                                 const std::vector<ArchiveEntry>& entries,
-                                const RestoreOptions& options, util::UiServices& ui) {
+                                const RestoreOptions& options, util::UiServices& ui,
+                                const platform::Clock& clock) {
     RestoreCounts counts;
     counts.found = static_cast<int>(entries.size());
     if (archive.empty()) {
@@ -316,10 +379,15 @@ RestoreCounts RunRestoreCommand(startup::RunSettings& settings, const std::strin
         return counts;
     }
     ui.SetBusy(true);
-    counts.restored = RestoreSelected(settings, archive, entries, options, ui);
+    counts.restored =
+        RestoreSelected(settings, archive, entries, options, ui, clock, &counts.safetyCopies);
     ui.SetBusy(false);
     counts.ran = true;
-    ui.MessageBox(RestoreSummaryText(archive, entries, counts.attempted, counts.restored),
+    if (counts.restored < counts.attempted) {
+        counts.cause = startup::LastErrorLine(startup::RunLogPath(settings));
+    }
+    ui.MessageBox(RestoreSummaryText(archive, entries, counts.attempted, counts.restored,
+                                     SummaryNotes(counts)),
                   util::Buttons::OK, util::Icon::Information, "Restore Completed");
     return counts;
 }

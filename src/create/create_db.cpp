@@ -1,13 +1,18 @@
 #include "create/create_db.h"
 
+#include "backup/place.h"
 #include "db/connection.h"
 #include "db/schema.h"
+#include "platform/disk.h"
+#include "platform/scratch.h"
+#include "safety/operation_guard.h"
 #include "startup/locator.h"
 #include "util/paths.h"
 
 #include <array>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -35,18 +40,82 @@ private:
     util::UiServices& ui_;
 };
 
-// Removes the database file and a journal the engine may have left beside it
-// after a crash: a stale journal would be replayed into the new file.
-bool RemoveOldFile(startup::RunSettings& settings, const std::string& file) {
-    for (const std::string& name : {file, file + "-journal"}) {
-        std::error_code ec;
-        if (std::filesystem::exists(name, ec) && !std::filesystem::remove(name, ec) && ec) {
-            startup::Log(settings,
-                         "{*} Error deleting old database file {" + name + "}: " + ec.message());
-            return false;
+// Keeps what is at the database's name before anything else happens: the
+// run takes the operation lock, and an existing database, unless another
+// program holds it open, is copied whole into the safety-copy folder. The
+// database itself stays where it is until the new one takes its name.
+bool KeepTheOldFile(startup::RunSettings& settings, const std::string& folder,
+                    const std::string& file, const platform::Clock& clock,
+                    std::optional<safety::OperationGuard>& guard, safety::SafetyCopy& kept) {
+    std::string error;
+    if (!util::FolderExists(folder)) {
+        return true; // nothing to keep; the next step says what is wrong
+    }
+    guard.emplace(file, "create", clock);
+    if (!guard->Begin(error)) {
+        startup::Log(settings, "{*} " + error);
+        return false;
+    }
+    if (!std::filesystem::exists(file)) {
+        return true;
+    }
+    if (error = safety::DescribeOtherHolders(file); !error.empty()) {
+        startup::Log(settings, "{*} " + error);
+        return false;
+    }
+    if (!safety::MakeSafetyCopy(file, "create", clock, kept, error)) {
+        startup::Log(settings, "{*} No safety copy of " + file + ": " + error);
+        return false;
+    }
+    startup::Log(settings, "{ } " + safety::SafetyCopyLine(kept));
+    guard->SetSafetyCopy(kept.path);
+    return true;
+}
+
+// A folder of the run's own beside the database, where the new database and
+// its version file are built, so that the old ones stay whole at their names
+// until the new ones are complete. The marker lists what is in it, so that an
+// interrupted run's leftovers can be cleared.
+std::string MakeBuildingFolder(startup::RunSettings& settings, const std::string& folder,
+                               const std::string& file, safety::OperationGuard* guard) {
+    std::string error;
+    std::string building = platform::CreateScratchFolder(folder, "create", error);
+    if (building.empty()) {
+        startup::Log(settings, "{*} Error creating database file {" + file + "}: " + error);
+        return {};
+    }
+    building += "/";
+    for (const std::string& leftover : {building + "Ketrova.mdb", building + "Ketrova.mdb-journal",
+                                        building + "Version", building}) {
+        if (guard && !guard->AddLeftover(leftover)) {
+            startup::Log(settings, "{*} The marker beside " + file + " cannot be written.");
+            return {};
         }
     }
-    return true;
+    return building;
+}
+
+// Gives the new database and its version file their names: the database
+// first, so that a crash between the two leaves a new database beside the
+// old version file (an upgrade with nothing to do), never an old database
+// that claims the new version.
+bool PutInPlace(startup::RunSettings& settings, const std::string& building,
+                const std::string& folder, const std::string& keptCopy) {
+    std::error_code ec;
+    std::string error;
+    if (std::filesystem::is_directory(folder + "Version", ec)) {
+        // Found before the database moves: the rename would fail after it.
+        error = "a folder of that name is in the way";
+    } else if (!backup::MoveIntoPlace(building + "Ketrova.mdb", folder + "Ketrova.mdb", keptCopy,
+                                      error)) {
+        startup::Log(settings,
+                     "{*} Error putting the new database in place in {" + folder + "}: " + error);
+        return false;
+    } else if (platform::ReplaceFile(building + "Version", folder + "Version", error)) {
+        return true;
+    }
+    startup::Log(settings, "{*} Error writing version file in {" + folder + "}: " + error);
+    return false;
 }
 
 void LogException(startup::RunSettings& settings, const std::string& where, const char* what) {
@@ -175,7 +244,8 @@ void WriteDefaultCategories(db::Connection& connection) {
 }
 
 bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::Progress& progress,
-                 util::UiServices& ui, const platform::Clock& clock, const std::string& dbFolder) {
+                 util::UiServices& ui, const platform::Clock& clock, const std::string& dbFolder,
+                 safety::SafetyCopy* kept) {
     const std::string folder = util::AddBackslash(dbFolder);
     const std::string file = folder + "Ketrova.mdb";
     StepReporter step(settings, progress, ui);
@@ -187,6 +257,9 @@ bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::P
 
     bool ok = false;
     db::Connection connection;
+    std::optional<safety::OperationGuard> guard;
+    safety::SafetyCopy oldFile;
+    std::string building; // the run's own folder, ending in "/"
     try {
         db::SchemaLists lists;
         step.Begin("Loading template ...", 5, "{-} Loading template");
@@ -194,19 +267,20 @@ bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::P
 
         if (ok) {
             step.Begin("Removing existing files ...", 15, "{-} Checking for old file to delete");
-            ok = RemoveOldFile(settings, file);
+            ok = KeepTheOldFile(settings, folder, file, clock, guard, oldFile);
         }
         if (ok) {
             step.Begin("Creating new database ...", 20, "{-} Creating new database file");
+            building = MakeBuildingFolder(settings, folder, file, guard ? &*guard : nullptr);
             std::string error;
-            ok = db::CreateDatabaseFile(file, error);
-            if (!ok) {
+            ok = !building.empty() && db::CreateDatabaseFile(building + "Ketrova.mdb", error);
+            if (!ok && !building.empty()) {
                 startup::Log(settings, "{*} Error creating database file {" + file + "}: " + error);
             }
         }
         if (ok) {
             step.Begin("Opening new database ...", 25, "{-} Opening new database file");
-            ok = db::OpenDB(settings, connection, file);
+            ok = db::OpenDB(settings, connection, building + "Ketrova.mdb");
         }
         if (ok) {
             step.Begin("Writing new fields ...", 40, "{-} Writing new fields");
@@ -235,22 +309,35 @@ bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::P
             // The categories go in through the program's own connection; not
             // reaching it leaves a usable database without them, which the
             // suite can fill later, so it does not fail the creation.
-            if (!shared.IsOpen() && db::OpenDB(settings, shared, file)) {
+            if (!shared.IsOpen() && db::OpenDB(settings, shared, building + "Ketrova.mdb")) {
                 WriteDefaultCategories(shared);
                 db::CloseDB(shared);
             }
         }
         if (ok) {
             step.Begin("Writing version file ...", 95, "{-} Writing version file");
-            ok = startup::WriteVersionFile(folder);
+            ok = startup::WriteVersionFile(building);
             if (!ok) {
                 startup::Log(settings, "{*} Error writing version file in {" + folder + "}");
+            } else {
+                ok = PutInPlace(settings, building, folder, oldFile.path);
             }
         }
     } catch (const std::exception& e) {
         db::CloseDB(shared);
         LogException(settings, "CreateNewDB", e.what());
         ok = false;
+    }
+    if (!building.empty()) {
+        // Only what this run built is in there; on success it is empty.
+        std::error_code ec;
+        std::filesystem::remove_all(building, ec);
+    }
+    if (ok && !oldFile.path.empty()) {
+        safety::PruneSafetyCopies(file);
+    }
+    if (kept) {
+        *kept = oldFile;
     }
 
     progress.SetValue(100);

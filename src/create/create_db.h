@@ -3,6 +3,7 @@
 // configuration row and transaction categories.
 
 #include "platform/clock.h"
+#include "safety/safety_copy.h"
 #include "startup/run_settings.h"
 #include "util/services.h"
 
@@ -15,11 +16,17 @@ class Connection;
 
 namespace create {
 
-// Creates Ketrova.mdb in `dbFolder` (a separator is added when missing),
-// replacing an existing one without a backup. `shared` is the program's own
-// connection, on which the categories are written after a reopen.
+// Creates Ketrova.mdb and its Version file in `dbFolder` (a separator is
+// added when missing). `shared` is the program's own connection, on which the
+// categories are written after a reopen. The new database is built in a
+// folder of its own beside the old one and takes its name only when whole;
+// an existing database is first kept in the safety-copy folder (`kept`
+// receives the copy; its path stays "" when there was none), and the run
+// holds the operation lock throughout. A failure at any step leaves the old
+// files as they were.
 bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::Progress& progress,
-                 util::UiServices& ui, const platform::Clock& clock, const std::string& dbFolder);
+                 util::UiServices& ui, const platform::Clock& clock, const std::string& dbFolder,
+                 safety::SafetyCopy* kept = nullptr);
 
 // Writes the configuration defaults that a database of `fromVersion` lacks
 // (0 for a new database: all of them) into the first Configuration row,

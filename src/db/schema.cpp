@@ -58,7 +58,7 @@ std::string FieldKey(std::string_view table, std::string_view column) {
 } // namespace
 
 std::string TemplateFileName(const startup::RunSettings& settings) {
-    return settings.AppPath + "Ketrova.ddf";
+    return startup::DataFolder(settings) + "Ketrova.ddf";
 }
 
 bool LoadTemplate(startup::RunSettings& settings, SchemaLists& lists, int16_t initialAction) {

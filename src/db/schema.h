@@ -39,7 +39,7 @@ struct SchemaLists {
     std::vector<Field> Database;
 };
 
-// The template's file name: settings.AppPath + "Ketrova.ddf".
+// The template's file name: DataFolder(settings) + "Ketrova.ddf".
 std::string TemplateFileName(const startup::RunSettings& settings);
 
 // Reads the template into lists.Template, every field with `initialAction`.

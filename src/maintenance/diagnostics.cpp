@@ -151,6 +151,13 @@ public:
         }
     }
 
+    void Linux() {
+        for (const std::string& line :
+             LinuxInfoLines(probe_.Linux(startup::RegisteredDatabaseFolder(s_)))) {
+            Line(line);
+        }
+    }
+
     void File(std::string_view caption, const std::string& path) {
         System(caption, FileDescription(path, probe_.FindFile(path)));
     }
@@ -158,15 +165,28 @@ public:
     void Files() {
         Line(Ruler("Checking Files", 31));
         for (const auto& [caption, name] : SuiteFiles) {
-            File(caption, s_.AppPath + std::string(name));
+            // The template ships with the program, which an install keeps apart.
+            const std::string& folder =
+                name == "ketrova.ddf" ? startup::DataFolder(s_) : s_.AppPath;
+            File(caption, folder + std::string(name));
         }
         Line(" ");
         const std::string common =
             util::AddBackslash(probe_.SpecialFolder(CommonProgramFilesFolder));
         const std::string system = util::AddBackslash(probe_.SpecialFolder(SystemFolder));
-        File("msado27.tlb", common + "system/ado/msado27.tlb");
+        // Without those folders the shared components are not missing: a
+        // system that has no such folder has no use for them.
+        if (common == "/") {
+            System("msado27.tlb", NotApplicable);
+        } else {
+            File("msado27.tlb", common + "system/ado/msado27.tlb");
+        }
         for (std::string_view name : SystemComponents) {
-            File(name, system + std::string(name));
+            if (system == "/") {
+                System(name, NotApplicable);
+            } else {
+                File(name, system + std::string(name));
+            }
         }
     }
 
@@ -198,6 +218,17 @@ public:
         Line(opened ? "{ } Database opened successfully" : "{*} Database open failed");
         Line("");
         return opened;
+    }
+
+    // SQLite's own checks, before any repair writes to the file.
+    IntegrityResult Integrity() {
+        Line(Ruler("Integrity Check", 29));
+        const IntegrityResult result = CheckIntegrity(connection_);
+        for (const std::string& line : IntegrityLines(result)) {
+            Line(line);
+        }
+        Line("");
+        return result;
     }
 
     void Tables() {
@@ -367,6 +398,10 @@ SystemInfo SystemProbe::System(const platform::RegistryStore& reg) {
     return QuerySystemInfo(reg);
 }
 
+LinuxFacts SystemProbe::Linux(const std::string& databaseFolder) {
+    return QueryLinuxFacts(databaseFolder, qtVersion_);
+}
+
 std::vector<platform::TopWindow> SystemProbe::Windows() {
     return platform::ListTopLevelWindows();
 }
@@ -446,7 +481,7 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
     const std::string reportFile = startup::RunLogPath(settings);
     bool opened = false;
     try {
-        const platform::VolumeSpace volume = probe.FreeSpace(settings.AppPath);
+        const platform::VolumeSpace volume = probe.FreeSpace(startup::RunLogFolder(settings));
         const double freeBytes = volume.ok ? static_cast<double>(volume.freeBytes) : 0.0;
         if (freeBytes < LowDiskSpace) {
             const std::string root = volume.mountPoint.empty() ? "/" : volume.mountPoint;
@@ -482,6 +517,8 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
         report.Settings(freeBytes);
         report.SystemFacts();
         report.Line("");
+        report.Linux();
+        report.Line("");
         report.Files();
         report.Line("");
         report.Windows();
@@ -489,6 +526,7 @@ void RunDiagnostics(startup::RunSettings& settings, db::Connection& connection,
         ui.DoEvents();
 
         if (report.CheckDatabase() && report.OpenDatabase()) {
+            report.Integrity();
             report.Tables();
             ui.DoEvents();
             report.Configuration();

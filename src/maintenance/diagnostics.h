@@ -1,13 +1,16 @@
 #pragma once
 // The troubleshooting report a user sends to support when the suite
-// misbehaves: settings, system facts, the suite's files, open windows, the
-// state of the database with three repairs on the way (NULL values, stray
-// rent-log and mortgage-log rows), and the removal of five stale list-view
-// settings of the main application. Written as "Ostrand.log" in the program
-// folder, replacing the previous run log, line for line in a layout that
-// support staff read the same way for every user.
+// misbehaves: settings, system facts (the Windows record the suite has always
+// shown, then the Linux system it really runs on), the suite's files, open
+// windows, the state of the database and whether its file is sound, with
+// three repairs on the way (NULL values, stray rent-log and mortgage-log
+// rows), and the removal of five stale list-view settings of the main
+// application. Written as "Ostrand.log" in the log folder (the program
+// folder of a portable home), replacing the previous run log, line for line
+// in a layout that support staff read the same way for every user.
 
 #include "db/connection.h"
+#include "maintenance/integrity.h"
 #include "maintenance/sysinfo.h"
 #include "platform/clock.h"
 #include "platform/registry_store.h"
@@ -18,6 +21,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace maintenance {
@@ -35,6 +39,7 @@ public:
     virtual ~DiagnosticsProbe() = default;
     virtual platform::VolumeSpace FreeSpace(const std::string& folder) = 0;
     virtual SystemInfo System(const platform::RegistryStore& reg) = 0;
+    virtual LinuxFacts Linux(const std::string& databaseFolder) = 0;
     virtual std::vector<platform::TopWindow> Windows() = 0;
     virtual std::optional<platform::FileFacts> FindFile(const std::string& path) = 0;
     virtual std::string SpecialFolder(int folderId) = 0;
@@ -44,10 +49,13 @@ public:
 
 class SystemProbe : public DiagnosticsProbe {
 public:
-    // `openReport` false leaves the finished report unopened (scripts, support tools).
-    explicit SystemProbe(bool openReport = true) : openReport_(openReport) {}
+    // `openReport` false leaves the finished report unopened (scripts, support
+    // tools). `qtVersion` is what the report gives as the Qt version.
+    explicit SystemProbe(bool openReport = true, std::string qtVersion = {})
+        : openReport_(openReport), qtVersion_(std::move(qtVersion)) {}
     platform::VolumeSpace FreeSpace(const std::string& folder) override;
     SystemInfo System(const platform::RegistryStore& reg) override;
+    LinuxFacts Linux(const std::string& databaseFolder) override;
     std::vector<platform::TopWindow> Windows() override;
     std::optional<platform::FileFacts> FindFile(const std::string& path) override;
     std::string SpecialFolder(int folderId) override;
@@ -55,6 +63,7 @@ public:
 
 private:
     bool openReport_;
+    std::string qtVersion_;
 };
 
 // Writes the report. Free space strictly below LowDiskSpace on the program's

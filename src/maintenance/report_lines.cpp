@@ -2,8 +2,9 @@
 
 namespace maintenance {
 
-std::string Labelled(std::string_view caption, size_t width, std::string_view value) {
-    std::string line = "{ } ";
+std::string Labelled(std::string_view caption, size_t width, std::string_view value,
+                     std::string_view marker) {
+    std::string line(marker);
     std::string padded(caption.substr(0, width));
     padded.resize(width, ' ');
     line += padded;

@@ -1,9 +1,15 @@
 #include "maintenance/sysinfo.h"
 
+#include "build_info.h"
+
 #include "maintenance/report_lines.h"
 #include "platform/environment.h"
+#include "startup/network_share.h"
 #include "startup/registry.h"
+#include "util/format.h"
 #include "util/strings.h"
+
+#include <sqlite3.h>
 
 namespace maintenance {
 
@@ -368,6 +374,13 @@ SystemInfo QuerySystemInfo(const platform::RegistryStore& reg) {
     info.LanguageNative = names.second;
     info.ProductFamily = ProductFamily(v, productType);
     info.WindowsFolder = GetWindowsFolder();
+    if (v.PlatformId == platform::PlatformOther) {
+        // A service pack digit read from a distribution's name would be noise.
+        info.ServicePack = NotApplicable;
+        if (info.WindowsFolder.empty()) {
+            info.WindowsFolder = NotApplicable;
+        }
+    }
     info.ShortDateFormat = platform::ShortDatePattern();
     const platform::ScreenSize screen = platform::GetScreenSize();
     info.ScreenWidth = screen.Width;
@@ -375,28 +388,76 @@ SystemInfo QuerySystemInfo(const platform::RegistryStore& reg) {
     return info;
 }
 
+namespace {
+
+// A line of the system blocks.
+std::string SystemLine(std::string_view caption, std::string_view value) {
+    return Labelled(caption, SystemCaptionWidth, value);
+}
+
+} // namespace
+
 std::vector<std::string> SystemInfoLines(const SystemInfo& info) {
-    auto line = [](std::string_view caption, std::string_view value) {
-        return Labelled(caption, SystemCaptionWidth, value);
-    };
     return {
         Ruler("System Information", 27),
-        line("Windows version", info.VersionName),
-        line("Platform ID", std::to_string(info.PlatformId)),
-        line("Platform type", info.PlatformType + " Based"),
-        line("Major number", std::to_string(info.MajorVersion)),
-        line("Minor number", std::to_string(info.MinorVersion)),
-        line("Build number", std::to_string(info.BuildNumber)),
-        line("Service pack", info.ServicePack),
-        line("Extended information", info.ExtendedInfo),
-        line("Language (English)", info.LanguageEnglish),
-        line("Language (Native)", info.LanguageNative),
-        line("Product family", info.ProductFamily),
-        line("Windows folder", info.WindowsFolder),
-        line("Short Date Format", info.ShortDateFormat),
-        line("Screen Width", std::to_string(info.ScreenWidth)),
-        line("Screen Height", std::to_string(info.ScreenHeight)),
+        SystemLine("Windows version", info.VersionName),
+        SystemLine("Platform ID", std::to_string(info.PlatformId)),
+        SystemLine("Platform type", info.PlatformType + " Based"),
+        SystemLine("Major number", std::to_string(info.MajorVersion)),
+        SystemLine("Minor number", std::to_string(info.MinorVersion)),
+        SystemLine("Build number", std::to_string(info.BuildNumber)),
+        SystemLine("Service pack", info.ServicePack),
+        SystemLine("Extended information", info.ExtendedInfo),
+        SystemLine("Language (English)", info.LanguageEnglish),
+        SystemLine("Language (Native)", info.LanguageNative),
+        SystemLine("Product family", info.ProductFamily),
+        SystemLine("Windows folder", info.WindowsFolder),
+        SystemLine("Short Date Format", info.ShortDateFormat),
+        SystemLine("Screen Width", std::to_string(info.ScreenWidth)),
+        SystemLine("Screen Height", std::to_string(info.ScreenHeight)),
     };
+}
+
+LinuxFacts QueryLinuxFacts(const std::string& databaseFolder, const std::string& qtVersion) {
+    LinuxFacts facts;
+    facts.OstrandVersion = build::Version;
+    facts.Distribution = platform::DistributionName();
+    facts.Kernel = platform::KernelDescription();
+    facts.Desktop = platform::DesktopSession();
+    facts.QtVersion = qtVersion;
+    facts.SQLiteVersion = sqlite3_libversion();
+    facts.DatabaseFolder = databaseFolder;
+    if (!databaseFolder.empty()) {
+        facts.Volume = platform::QueryVolume(databaseFolder);
+    }
+    return facts;
+}
+
+std::vector<std::string> LinuxInfoLines(const LinuxFacts& facts) {
+    const platform::VolumeSpace& volume = facts.Volume;
+    const std::string freeSpace =
+        !volume.ok ? ""
+        : volume.freeBytes == 0
+            ? "0 bytes"
+            : util::Format(static_cast<double>(volume.freeBytes), "#,###") + " bytes";
+    std::vector<std::string> lines = {
+        Ruler("Linux", 39),
+        SystemLine("Ostrand version", facts.OstrandVersion),
+        SystemLine("Distribution", facts.Distribution),
+        SystemLine("Kernel", facts.Kernel),
+        SystemLine("Desktop session", facts.Desktop),
+        SystemLine("Qt version", facts.QtVersion),
+        SystemLine("SQLite version", facts.SQLiteVersion),
+        SystemLine("Database folder", facts.DatabaseFolder),
+        SystemLine("File system", volume.fileSystem),
+        SystemLine("Free space", freeSpace),
+    };
+    if (volume.network) {
+        lines.push_back(Labelled(
+            "Network file system", SystemCaptionWidth,
+            startup::NetworkShareWarning(facts.DatabaseFolder, volume.fileSystem), ProblemMarker));
+    }
+    return lines;
 }
 
 } // namespace maintenance

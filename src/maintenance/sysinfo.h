@@ -7,6 +7,7 @@
 
 #include "platform/registry_store.h"
 #include "platform/sysinfo.h"
+#include "platform/volume.h"
 
 #include <cstdint>
 #include <string>
@@ -101,5 +102,29 @@ SystemInfo QuerySystemInfo(const platform::RegistryStore& reg);
 // The second "System Information" block of the report: its ruler and one
 // labelled line per fact.
 std::vector<std::string> SystemInfoLines(const SystemInfo& info);
+
+// What the report says of a fact that only a Windows system has.
+inline constexpr const char* NotApplicable = "not applicable";
+
+// The facts of the system the program really runs on, and of the volume that
+// holds the database, for the report's "Linux" block.
+struct LinuxFacts {
+    std::string OstrandVersion;
+    std::string Distribution;
+    std::string Kernel;
+    std::string Desktop;
+    std::string QtVersion;
+    std::string SQLiteVersion;
+    std::string DatabaseFolder;   // "" when no database is registered
+    platform::VolumeSpace Volume; // of DatabaseFolder
+};
+
+// Asks the system afresh. `qtVersion` comes from the caller: the core does
+// not load Qt.
+LinuxFacts QueryLinuxFacts(const std::string& databaseFolder, const std::string& qtVersion);
+
+// The "Linux" block: its ruler and one labelled line per fact; a database
+// folder on a network file system adds a "{*}" line with the warning.
+std::vector<std::string> LinuxInfoLines(const LinuxFacts& facts);
 
 } // namespace maintenance

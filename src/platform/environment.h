@@ -14,6 +14,11 @@ std::string ExecutableFolder();
 // The user's home folder ($HOME, else the password database), without a trailing "/".
 std::string HomeFolder();
 
+// A per-user folder of the XDG base directories: the variable's value when it
+// is an absolute path (a relative one must be ignored), else the home folder
+// followed by `fallback` ("/.local/state"); always ending in "/".
+std::string XdgUserFolder(const char* variable, const char* fallback);
+
 // True when `folder` is a directory this process may create files in.
 bool FolderWritable(const std::string& folder);
 

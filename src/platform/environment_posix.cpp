@@ -39,6 +39,17 @@ std::string HomeFolder() {
     return home;
 }
 
+std::string XdgUserFolder(const char* variable, const char* fallback) {
+    std::string folder = GetEnv(variable);
+    if (folder.empty() || folder.front() != '/') {
+        folder = HomeFolder() + fallback;
+    }
+    if (folder.back() != '/') {
+        folder.push_back('/');
+    }
+    return folder;
+}
+
 bool FolderWritable(const std::string& folder) {
     // Creating a file needs both write and search permission on the folder.
     return ::access(folder.c_str(), W_OK | X_OK) == 0;

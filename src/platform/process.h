@@ -2,6 +2,8 @@
 // Starting other programs. The caller never waits for them and is never told
 // whether they started: the suite treats both as fire-and-forget.
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,8 +20,14 @@ void StartDetached(const std::vector<std::string>& argv);
 // StartDetached of SplitCommandLine(commandText).
 void StartCommand(const std::string& commandText);
 
-// Opens a document or folder with the desktop's default viewer (xdg-open).
-// The viewer's output and any failure stay silent.
-void OpenDocument(const std::string& path);
+// Opens a document or folder with the desktop's default viewer (xdg-open),
+// without showing its output. True when the opener took the document: it
+// ended successfully, or it still runs after `patience` (without a desktop it
+// runs the viewer itself and waits for it). False when no opener could be
+// started or it gave up, so the caller can show the document another way.
+// `whileWaiting`, when given, is called every few hundredths of a second.
+bool OpenDocument(const std::string& path,
+                  std::chrono::milliseconds patience = std::chrono::seconds(3),
+                  const std::function<void()>& whileWaiting = {});
 
 } // namespace platform

@@ -17,8 +17,10 @@
 // re-reads and rewrites the whole file under an exclusive lock, through a
 // temporary file and a rename, so a crash or a concurrent writer never leaves
 // a half-written store and never loses another program's keys. A missing,
-// empty, unreadable or damaged file reads as (partly) empty; lines that do
-// not parse are dropped on the next write, everything that parsed is kept.
+// empty, unreadable or damaged file reads as (partly) empty, which is why
+// the front ends ask Problem() before they take an empty answer for "not
+// there"; lines that do not parse are dropped on the next write, everything
+// that parsed is kept.
 
 #include <cstdint>
 #include <string>
@@ -35,6 +37,11 @@ class RegistryStore {
 public:
     explicit RegistryStore(std::string path) : path_(std::move(path)) {}
     const std::string& Path() const { return path_; }
+
+    // Why a store that exists cannot be read as one, as the rest of a
+    // sentence that begins with its path ("cannot be read (Permission
+    // denied)", "is damaged: ..."); "" for a readable or a missing store.
+    std::string Problem() const;
 
     // The string value; "" when the key or value is missing or is not a string.
     std::string ReadString(std::string_view key, std::string_view name) const;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -38,6 +39,7 @@ struct Document {
     std::vector<Section> sections;
     bool readable = true; // false: the file exists but could not be read
     bool damaged = false; // text that is not a store at all, kept aside before a rewrite
+    std::string problem;  // why it is either, for the user
 };
 
 char Lower(char c) {
@@ -326,15 +328,22 @@ Document Load(const std::string& path) {
     if (!fs::exists(path, ec)) {
         return doc;
     }
-    std::ifstream in(path, std::ios::binary);
-    if (!in || !fs::is_regular_file(path, ec)) {
+    if (!fs::is_regular_file(path, ec)) {
         doc.readable = false;
+        doc.problem = fs::is_directory(path, ec) ? "is a folder, not a file" : "is no plain file";
+        return doc;
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        doc.readable = false;
+        doc.problem = std::string("cannot be read (") + std::strerror(errno) + ")";
         return doc;
     }
     std::ostringstream buf;
     buf << in.rdbuf();
     if (in.bad()) {
         doc.readable = false;
+        doc.problem = "cannot be read (a read error)";
         return doc;
     }
     const std::string content = buf.str();
@@ -342,6 +351,13 @@ Document Load(const std::string& path) {
     doc.damaged =
         doc.sections.empty() && content.find_first_not_of(" \t\r\n") != std::string::npos &&
         content.rfind("REGEDIT4", 0) != 0 && content.rfind("Windows Registry Editor", 0) != 0;
+    if (doc.damaged) {
+        // The registry editor of newer Windows exports in UTF-16.
+        const bool utf16 = content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF");
+        doc.problem = utf16 ? "is in UTF-16, as a Windows export may be: save it as plain "
+                              "(ANSI or UTF-8) text"
+                            : "is damaged: it holds no REGEDIT4 line and no [key] section";
+    }
     return doc;
 }
 
@@ -441,6 +457,10 @@ std::string DefaultRegistryPath() {
         config = HomeFolder() + "/.config";
     }
     return config + "/Ketrova/registry.reg";
+}
+
+std::string RegistryStore::Problem() const {
+    return Load(path_).problem;
 }
 
 std::string RegistryStore::ReadString(std::string_view key, std::string_view name) const {

@@ -47,6 +47,18 @@ void ParseKernelRelease(std::string_view release, int32_t& major, int32_t& minor
 // else NAME, else "".
 std::string OsReleaseName(std::string_view osReleaseText);
 
+// The distribution as /etc/os-release (else /usr/lib/os-release) names it
+// ("Debian GNU/Linux 12 (bookworm)"); "" when neither can be read.
+std::string DistributionName();
+
+// The kernel's name, release and machine ("Linux 6.1.0-18-amd64 (x86_64)").
+std::string KernelDescription();
+
+// The desktop the user is logged in to and its kind of session
+// ("GNOME (wayland)", "XFCE (x11)"), from what the session manager puts in
+// the environment; "none" outside a desktop session.
+std::string DesktopSession();
+
 // The locale that names the user's language: LC_ALL, else LC_MESSAGES, else
 // LANG; "" when none is set.
 std::string LanguageLocale();

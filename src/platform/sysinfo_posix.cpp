@@ -1,3 +1,4 @@
+#include "platform/environment.h"
 #include "platform/sysinfo.h"
 
 #include <algorithm>
@@ -216,11 +217,7 @@ VersionRecord GetVersionRecord() {
     if (uname(&u) == 0) {
         ParseKernelRelease(u.release, v.MajorVersion, v.MinorVersion, v.BuildNumber);
     }
-    std::string osRelease = ReadWholeFile("/etc/os-release");
-    if (osRelease.empty()) {
-        osRelease = ReadWholeFile("/usr/lib/os-release");
-    }
-    v.ExtraText = OsReleaseName(osRelease);
+    v.ExtraText = DistributionName();
     if (v.ExtraText.empty() && u.sysname[0] != '\0') {
         v.ExtraText = u.sysname;
     }
@@ -229,6 +226,39 @@ VersionRecord GetVersionRecord() {
         v.ExtraText.resize(127);
     }
     return v;
+}
+
+std::string DistributionName() {
+    std::string osRelease = ReadWholeFile("/etc/os-release");
+    if (osRelease.empty()) {
+        osRelease = ReadWholeFile("/usr/lib/os-release");
+    }
+    return OsReleaseName(osRelease);
+}
+
+std::string KernelDescription() {
+    utsname u{};
+    if (uname(&u) != 0) {
+        return {};
+    }
+    return std::string(u.sysname) + " " + u.release + " (" + u.machine + ")";
+}
+
+std::string DesktopSession() {
+    std::string desktop = GetEnv("XDG_CURRENT_DESKTOP");
+    if (desktop.empty()) {
+        desktop = GetEnv("DESKTOP_SESSION");
+    }
+    std::string kind = GetEnv("XDG_SESSION_TYPE");
+    if (kind.empty() || kind == "unspecified") {
+        kind = !GetEnv("WAYLAND_DISPLAY").empty() ? "wayland"
+               : !GetEnv("DISPLAY").empty()       ? "x11"
+                                                  : "";
+    }
+    if (desktop.empty()) {
+        return kind.empty() ? "none" : kind;
+    }
+    return kind.empty() ? desktop : desktop + " (" + kind + ")";
 }
 
 std::string LanguageLocale() {

@@ -1,8 +1,11 @@
 #include "platform/volume.h"
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/sysmacros.h>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -52,7 +55,48 @@ std::string MountPointOf(fs::path p) {
     return text;
 }
 
+// Network file systems by the names the kernel gives them in mountinfo,
+// each between blanks.
+constexpr std::string_view kNetworkFileSystems =
+    " nfs nfs4 cifs smb3 smbfs ncpfs afs coda ceph glusterfs lustre gpfs 9p drvfs vboxsf vmhgfs"
+    " davfs fuse.sshfs fuse.rclone fuse.s3fs fuse.davfs2 fuse.glusterfs fuse.vmhgfs-fuse"
+    " fuse.gvfsd-fuse ";
+
+std::string ReadMountInfo() {
+    std::ifstream in("/proc/self/mountinfo");
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
 } // namespace
+
+std::string MountInfoFileSystem(std::string_view mountInfo, unsigned devMajor, unsigned devMinor) {
+    // "36 35 98:0 /mnt1 /mnt2 rw master:1 - ext3 /dev/root rw": the device is
+    // the third field, the type follows the lone "-" after the optional fields.
+    // A device mounted twice (a bind mount) has the same type on every line.
+    const std::string device = std::to_string(devMajor) + ":" + std::to_string(devMinor);
+    std::istringstream lines{std::string(mountInfo)};
+    std::string line;
+    while (std::getline(lines, line)) {
+        std::istringstream fields(line);
+        std::string id, parent, dev, word;
+        if (!(fields >> id >> parent >> dev) || dev != device) {
+            continue;
+        }
+        while (fields >> word && word != "-") {
+        }
+        if (word == "-" && fields >> word) {
+            return word;
+        }
+    }
+    return {};
+}
+
+bool IsNetworkFileSystem(std::string_view fileSystem) {
+    return !fileSystem.empty() && fileSystem.find(' ') == std::string_view::npos &&
+           kNetworkFileSystems.find(" " + std::string(fileSystem) + " ") != std::string_view::npos;
+}
 
 VolumeSpace QueryVolume(const std::string& path) {
     VolumeSpace v;
@@ -68,6 +112,11 @@ VolumeSpace QueryVolume(const std::string& path) {
     v.freeBytes = static_cast<uint64_t>(sv.f_bavail) * sv.f_frsize;
     v.totalBytes = static_cast<uint64_t>(sv.f_blocks) * sv.f_frsize;
     v.mountPoint = MountPointOf(p);
+    struct stat st {};
+    if (::stat(p.c_str(), &st) == 0) {
+        v.fileSystem = MountInfoFileSystem(ReadMountInfo(), major(st.st_dev), minor(st.st_dev));
+        v.network = IsNetworkFileSystem(v.fileSystem);
+    }
     return v;
 }
 

@@ -1,4 +1,5 @@
 #include "startup/init.h"
+#include "build_info.h"
 #include "platform/environment.h"
 #include "platform/registry_store.h"
 #include "platform/user_settings.h"
@@ -10,13 +11,45 @@
 
 namespace startup {
 
+namespace {
+
+// The template marks where the program's shipped files are.
+constexpr const char* kTemplateName = "Ketrova.ddf";
+
+} // namespace
+
+ProgramFolders LocateProgramFolders(const std::string& ketrovaHome, const std::string& exeFolder) {
+    const std::string shared = std::filesystem::path(exeFolder + build::SharedDataFromPrograms)
+                                   .lexically_normal()
+                                   .string();
+    const bool installed =
+        !util::FileExists(exeFolder + kTemplateName) && util::FileExists(shared + kTemplateName);
+    if (!ketrovaHome.empty()) {
+        // A home that holds only the user's files still gets the installed template.
+        const std::string home = util::AddBackslash(ketrovaHome);
+        const bool ownTemplate = util::FileExists(home + kTemplateName);
+        return {home, installed && !ownTemplate ? shared : home, home};
+    }
+    if (!installed) {
+        const std::string exe = util::AddBackslash(exeFolder);
+        return {exe, exe, exe};
+    }
+    return {platform::XdgUserFolder("XDG_DATA_HOME", "/.local/share") + "Ketrova/", shared,
+            platform::XdgUserFolder("XDG_STATE_HOME", "/.local/state") + "ostrand/"};
+}
+
 void FillStartValues(RunSettings& settings) {
-    std::string home = platform::GetEnv("KETROVA_HOME");
-    FillStartValues(settings, home.empty() ? platform::ExecutableFolder() : home);
+    const ProgramFolders folders =
+        LocateProgramFolders(platform::GetEnv("KETROVA_HOME"), platform::ExecutableFolder());
+    FillStartValues(settings, folders.app);
+    settings.DataPath = folders.data;
+    settings.LogPath = folders.log;
 }
 
 void FillStartValues(RunSettings& s, std::string_view appPath) {
     s.AppPath = util::AddBackslash(appPath);
+    s.DataPath.clear();
+    s.LogPath.clear();
     s.ReportsPath = s.AppPath + "Reports/";
     s.SysReportName = "SysReport";
     s.HelpFile = s.AppPath + "Ketrova.chm";
@@ -86,17 +119,22 @@ std::string JoinCommandLine(const std::vector<std::string>& args) {
     return line;
 }
 
-void CreateWorkingFolders(const std::string& appPath) {
+void CreateWorkingFolders(const RunSettings& settings) {
+    std::error_code ec;
     for (const char* name : {"db", "Backup", "Docs", "Files"}) {
-        std::error_code ec;
-        std::filesystem::create_directory(appPath + name, ec);
+        std::filesystem::create_directories(settings.AppPath + name, ec);
+    }
+    // The log may tell of the user's data: a state folder of ours is theirs alone.
+    const std::string logFolder = RunLogFolder(settings);
+    if (std::filesystem::create_directories(logFolder, ec) && logFolder != settings.AppPath) {
+        std::filesystem::permissions(logFolder, std::filesystem::perms::owner_all, ec);
     }
 }
 
 void InitGlobals(RunSettings& settings, std::string_view commandLine) {
     FillStartValues(settings);
     ParseCommandLine(settings, commandLine);
-    CreateWorkingFolders(settings.AppPath);
+    CreateWorkingFolders(settings);
 }
 
 } // namespace startup

@@ -10,13 +10,32 @@
 
 namespace startup {
 
+// Where a program finds its files and writes its log.
+struct ProgramFolders {
+    std::string app;  // AppPath: the suite's working folders, settings and data
+    std::string data; // DataPath: the template and help pages shipped with it
+    std::string log;  // LogPath: Ostrand.log and the troubleshooting report
+};
+
+// The folders of a program started from `exeFolder`. A portable home has all
+// three in one folder: `ketrovaHome` when it is set (with the installed
+// template when it has none of its own), else the executable's folder when
+// the template lies beside it (the build tree, an unpacked portable copy) or
+// nowhere to be found. A program whose template is in the shared data folder
+// relative to it (bin/../share/ostrand/) is installed: its working folders go
+// to the user's data folder ($XDG_DATA_HOME/Ketrova/), its log to the user's
+// state folder ($XDG_STATE_HOME/ostrand/), each under ~/.local when the
+// variable is not set.
+ProgramFolders LocateProgramFolders(const std::string& ketrovaHome, const std::string& exeFolder);
+
 // The run settings' start values with everything that derives from the
-// program folder: AppPath ($KETROVA_HOME, else the executable's folder, always
-// ending in "/"), ReportsPath, HelpFile, CatalogsPresent, and where the
-// registry store and the older per-user settings are. Open files are kept.
+// program's folders (LocateProgramFolders of $KETROVA_HOME and the
+// executable's folder): AppPath, DataPath, LogPath, ReportsPath, HelpFile,
+// CatalogsPresent, and where the registry store and the older per-user
+// settings are. Open files are kept.
 void FillStartValues(RunSettings& settings);
 
-// The same with a given program folder (a "/" is added when missing).
+// The same for a portable home in `appPath` (a "/" is added when missing).
 void FillStartValues(RunSettings& settings, std::string_view appPath);
 
 // Reads the switches of a command line into the settings. The text is
@@ -29,9 +48,10 @@ void ParseCommandLine(RunSettings& settings, std::string_view commandLine);
 // The program's arguments joined by blanks: the command line as one text.
 std::string JoinCommandLine(const std::vector<std::string>& args);
 
-// Creates "db", "Backup", "Docs" and "Files" under the program folder.
-// Failures (usually: the folder exists) are ignored.
-void CreateWorkingFolders(const std::string& appPath);
+// Creates "db", "Backup", "Docs" and "Files" under the program folder, and
+// the log folder, with any parents they lack. Failures (usually: the folder
+// exists) are ignored.
+void CreateWorkingFolders(const RunSettings& settings);
 
 // FillStartValues, ParseCommandLine, CreateWorkingFolders.
 void InitGlobals(RunSettings& settings, std::string_view commandLine);

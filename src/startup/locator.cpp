@@ -41,24 +41,25 @@ int16_t ParseVersion(const std::string& content) {
 
 } // namespace
 
-LocateFindings FindDatabase(RunSettings& settings) {
-    LocateFindings f;
-    settings.DBPath.clear();
-    settings.DBFile.clear();
-    const platform::RegistryStore reg = MachineRegistry(settings);
-
-    settings.DBPath = RegReadString(reg, DatabasesKey, settings.AltDB);
-    f.found = !settings.DBPath.empty();
-
+std::string RegisteredDatabaseFolder(const RunSettings& settings) {
+    std::string folder = RegReadString(MachineRegistry(settings), DatabasesKey, settings.AltDB);
     // Older installations kept the database's full name per user. Only the
     // default database ever lived there; a named one never falls back to it.
-    if (settings.AltDB == "Default" && !f.found) {
-        std::string old = platform::GetSetting(settings.UserSettingsFile, "Global", "DBPath", "");
-        if (!old.empty()) {
-            settings.DBPath = util::ParentFolder(old);
-            RegWriteString(reg, DatabasesKey, settings.AltDB, settings.DBPath);
-            f.found = true;
-        }
+    if (folder.empty() && settings.AltDB == "Default") {
+        folder = util::ParentFolder(
+            platform::GetSetting(settings.UserSettingsFile, "Global", "DBPath", ""));
+    }
+    return folder;
+}
+
+LocateFindings FindDatabase(RunSettings& settings) {
+    LocateFindings f;
+    settings.DBFile.clear();
+    const platform::RegistryStore reg = MachineRegistry(settings);
+    settings.DBPath = RegisteredDatabaseFolder(settings);
+    f.found = !settings.DBPath.empty();
+    if (f.found && RegReadString(reg, DatabasesKey, settings.AltDB).empty()) {
+        RegWriteString(reg, DatabasesKey, settings.AltDB, settings.DBPath);
     }
 
     if (f.found) {

@@ -22,6 +22,11 @@ struct LocateFindings {
     bool newer = false;
 };
 
+// The database folder the registry names for AltDB, or for the "Default"
+// database an older installation's per-user settings; "" when neither does.
+// Reads only: FindDatabase is what records the older setting in the registry.
+std::string RegisteredDatabaseFolder(const RunSettings& settings);
+
 // Fills DBPath and DBFile from settings.RegistryFile (and, for the "Default"
 // database only, from the per-user settings of an older installation, which
 // is then recorded in the registry) and judges the database. Writes no log.

@@ -29,6 +29,17 @@ platform::RegistryStore MachineRegistry(const RunSettings& settings) {
     return platform::RegistryStore(settings.RegistryFile);
 }
 
+std::string RegistryStoreProblem(const RunSettings& settings) {
+    const platform::RegistryStore reg = MachineRegistry(settings);
+    const std::string problem = reg.Problem();
+    if (problem.empty()) {
+        return {};
+    }
+    return "The settings store " + reg.Path() + " " + problem +
+           ". Until it is put right, Ostrand cannot tell where the database is; nothing was "
+           "changed.";
+}
+
 std::string RegReadString(const platform::RegistryStore& reg, std::string_view key,
                           std::string_view valueName) {
     return reg.ReadString(FullKey(key), valueName);

@@ -20,6 +20,11 @@ inline constexpr std::string_view FormStateKey = "SOFTWARE\\Ketrova\\FormState";
 // The machine-wide store this run uses (settings.RegistryFile).
 platform::RegistryStore MachineRegistry(const RunSettings& settings);
 
+// When the store exists but cannot be read, the message that says so, naming
+// it and why: an empty answer from it would otherwise read as "no database"
+// and lead the user to create a new one. "" when it can be read or is missing.
+std::string RegistryStoreProblem(const RunSettings& settings);
+
 // A string value; "" when the key or value is missing or holds another type.
 std::string RegReadString(const platform::RegistryStore& reg, std::string_view key,
                           std::string_view valueName);

@@ -96,7 +96,7 @@ void Log(RunSettings& settings, std::string_view line) {
 }
 
 std::string RunLogFolder(const RunSettings& settings) {
-    return settings.AppPath;
+    return settings.LogPath.empty() ? settings.AppPath : settings.LogPath;
 }
 
 std::string RunLogPath(const RunSettings& settings) {

@@ -77,6 +77,18 @@ struct RunSettings {
     std::string CurrentUser = "Administrator";
     int16_t SecurityLevel = 9;
 
+    // Where the files that ship with the program are (the template, the help
+    // pages), and where this run writes its log and the report; "" means
+    // AppPath, as in a portable home. An installed program reads its shared
+    // data folder and writes to the user's state folder, never beside itself.
+    // Read them through DataFolder and RunLogFolder.
+    std::string DataPath;
+    std::string LogPath;
+
+    // Set once this run has warned that the database folder is on a network
+    // file system, so the warning is given only once.
+    bool NetworkWarningGiven = false;
+
     // Where this run keeps the machine-wide settings (the registry store) and
     // where an older installation left its per-user settings. Not shown: the
     // environment decides them (InitGlobals).
@@ -86,6 +98,11 @@ struct RunSettings {
     // The process's open files by number; LogFileNo is one of them.
     FileTable Files;
 };
+
+// The folder of the template and help pages.
+inline const std::string& DataFolder(const RunSettings& settings) {
+    return settings.DataPath.empty() ? settings.AppPath : settings.DataPath;
+}
 
 // Writes one line to the open run log; does nothing while no log is open.
 void Log(RunSettings& settings, std::string_view line);

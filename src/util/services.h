@@ -23,13 +23,15 @@ public:
     void SetStatus(const std::string&) override {}
 };
 
-enum class Buttons { OK, OKCancel, YesNo };
+// YesNoDefaultNo asks a question whose Yes cannot be undone: No is the
+// default button, and so the answer of Enter and of Esc.
+enum class Buttons { OK, OKCancel, YesNo, YesNoDefaultNo };
 enum class Icon { None, Information, Question, Exclamation, Critical };
 enum class Answer { OK, Cancel, Yes, No };
 
 // What the core may ask of the user interface. The defaults suit a caller
 // with no user: events need no pumping, the pointer is not shown, and every
-// question is answered with the first (affirmative) button.
+// question is answered with its default button.
 class UiServices {
 public:
     virtual ~UiServices() = default;
@@ -42,7 +44,14 @@ public:
         (void)text;
         (void)icon;
         (void)title;
-        return buttons == Buttons::YesNo ? Answer::Yes : Answer::OK;
+        switch (buttons) {
+        case Buttons::YesNo:
+            return Answer::Yes;
+        case Buttons::YesNoDefaultNo:
+            return Answer::No;
+        default:
+            return Answer::OK;
+        }
     }
 };
 

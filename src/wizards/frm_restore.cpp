@@ -250,7 +250,7 @@ void frmRestore::RunCommand(const QString& word) {
     } else if (word == "UNSELECT_TREE") {
         SetAllChecks(Qt::Unchecked);
     } else if (word == "HELP") {
-        context_.ui.OpenDocument(HelpPage(context_.settings.AppPath, "restore"));
+        context_.ui.OpenDocument(HelpPage(startup::DataFolder(context_.settings), "restore"));
     } else if (word == "CANCEL") {
         close();
     } else if (word == "RESTORE") {
@@ -315,9 +315,15 @@ void frmRestore::SelectArchive(int row) {
 
 void frmRestore::LoadArchive(const std::string& archive) {
     archive_ = archive;
-    lblArchive_->setText("Archive: " + Q(archive));
     entries_.clear();
-    backup::BaR_ReadDirectory(archive, entries_);
+    // A file that only looks like an archive by its name lists nonsense;
+    // a damaged one still gives what comes before the damage.
+    const backup::ArchiveCheck check = backup::CheckArchive(archive);
+    lblArchive_->setText("Archive: " + Q(archive) +
+                         (check.problem.empty() ? "" : Q("\nThis file " + check.problem)));
+    if (check.isArchive) {
+        backup::BaR_ReadDirectory(archive, entries_);
+    }
     trvFiles_->clear();
     for (size_t i = 0; i < entries_.size(); ++i) {
         Tree_AddPath(entries_[i].FileName, static_cast<int>(i));
@@ -429,7 +435,8 @@ void frmRestore::Init_Restore() {
         b->setEnabled(false);
     }
     try {
-        backup::RunRestoreCommand(context_.settings, archive, entries, options, context_.ui);
+        backup::RunRestoreCommand(context_.settings, archive, entries, options, context_.ui,
+                                  context_.clock);
     } catch (...) {
         // The command reports through its boxes and the log; nothing may escape a click.
     }

@@ -55,6 +55,9 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     PageLayout(PageChoice)->addSpacing(6);
     PageLayout(PageChoice)->addWidget(optNewDB_);
     PageLayout(PageChoice)->addWidget(optConnect_);
+    PageLayout(PageChoice)->addSpacing(12);
+    lblStoreProblem_ = AddText(PageChoice, {}, "lblStoreProblem");
+    lblStoreProblem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     PageLayout(PageChoice)->addStretch(1);
     connect(optNewDB_, &QRadioButton::toggled, this, [this] { OptionChosen(); });
 
@@ -113,7 +116,12 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
 }
 
 void frmWizNew::NODB() {
-    ResetAll(false, true, true, FaceNext);
+    // A settings store that cannot be read may well name a database: neither
+    // way on may write over it until the user has put it right.
+    const std::string problem = startup::RegistryStoreProblem(settings_);
+    ResetAll(false, problem.empty(), true, FaceNext);
+    lblStoreProblem_->setText(QString::fromStdString(problem));
+    lblStoreProblem_->setVisible(!problem.empty());
     OptionChosen();
     ShowPage(PageChoice);
 }
@@ -138,10 +146,12 @@ void frmWizNew::CreateDB_1() {
         return;
     }
     if (util::FileExists(folder + "Ketrova.mdb") &&
-        ui_.MessageBox(kDatabaseExists, util::Buttons::YesNo, util::Icon::Question,
+        // Yes replaces the user's data: only a deliberate click may give it.
+        ui_.MessageBox(kDatabaseExists, util::Buttons::YesNoDefaultNo, util::Icon::Question,
                        "Database Exists") != util::Answer::Yes) {
         return;
     }
+    WarnIfOnNetworkShare(folder);
     newFolder_ = folder;
     ResetAll(true, true, true, FaceStart);
     SetTag(BackButton, "NEWDBPATH");
@@ -160,12 +170,13 @@ void frmWizNew::CreateDB_2() {
     lblCreateStatus_->clear();
     lblCreateStatus_->show();
     bool created = false;
+    kept_ = {};
     RunLocked([&] {
         RunLogScope log(settings_);
         BarProgress progress(pgbMakeDB_, lblCreateStatus_);
         try {
             created = create::CreateNewDB(settings_, context_.connection, progress, ui_,
-                                          context_.clock, newFolder_);
+                                          context_.clock, newFolder_, &kept_);
         } catch (...) {
             // Whatever escaped the creation, the user must land on the failure page.
             created = false;
@@ -199,6 +210,7 @@ void frmWizNew::MakeConnect() {
     const std::string folder = util::AddBackslash(txtConnectPath_->text().toStdString());
     startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
                             settings_.AltDB, folder);
+    WarnIfOnNetworkShare(folder);
     ResetAll(false, true, true, FaceNext);
     SetTag(ActionButton, "FINISH_SUCCESS");
     SetPageHeading(PageFinish, "Database connected");
@@ -210,16 +222,28 @@ void frmWizNew::MakeConnect() {
 void frmWizNew::Finish_Success() {
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "The database is ready");
-    lblFinish_->setText("The Ketrova database is now ready for use.\n\n" + BackupAdvice());
+    lblFinish_->setText("The Ketrova database is now ready for use.\n\n" + BackupAdvice() +
+                        KeptCopyText());
     ShowPage(PageFinish);
 }
 
 void frmWizNew::Finish_Failure() {
     ResetAll(false, true, true, FaceFailure);
     SetPageHeading(PageFinish, "The database could not be created");
+    const std::string cause = startup::LastErrorLine(startup::RunLogPath(settings_));
     lblFinish_->setText(
-        FailureText("Database creation failure.", startup::RunLogFolder(settings_)));
+        FailureText("Database creation failure.", startup::RunLogFolder(settings_)) +
+        (cause.empty() ? QString() : "\n\nCause: " + QString::fromStdString(cause)) +
+        KeptCopyText());
     ShowPage(PageFinish);
+}
+
+QString frmWizNew::KeptCopyText() const {
+    if (kept_.path.empty()) {
+        return {};
+    }
+    return "\n\nThe database that was there before is kept:\n" +
+           QString::fromStdString(safety::SafetyCopyLine(kept_));
 }
 
 void frmWizNew::ChangeNewPath() {

@@ -3,6 +3,7 @@
 // user picks, or point the suite at a folder that already holds one. Either
 // way the folder ends up in the registry under the AltDB name.
 
+#include "safety/safety_copy.h"
 #include "wizards/wizard_context.h"
 #include "wizards/wizard_window.h"
 
@@ -43,12 +44,16 @@ private:
     void ChangeConnectPath();
     void ConnectPathChanged();
     void OptionChosen();
+    // The finishing pages' lines about the copy of a replaced database.
+    QString KeptCopyText() const;
 
     WizardContext context_;
-    std::string newFolder_; // the checked folder of the creation, ending in "/"
+    std::string newFolder_;   // the checked folder of the creation, ending in "/"
+    safety::SafetyCopy kept_; // the replaced database's copy; its path is "" when none
 
     QRadioButton* optNewDB_ = nullptr;
     QRadioButton* optConnect_ = nullptr;
+    QLabel* lblStoreProblem_ = nullptr;
     QLineEdit* txtNewPath_ = nullptr;
     QLineEdit* txtConnectPath_ = nullptr;
     QLabel* lblCreateFolder_ = nullptr;

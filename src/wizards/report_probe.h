@@ -6,13 +6,15 @@
 #include "maintenance/diagnostics.h"
 #include "wizards/wizard_ui.h"
 
+#include <QtGlobal>
+
 #include <string>
 
 namespace wizards {
 
 class ReportProbe final : public maintenance::SystemProbe {
 public:
-    explicit ReportProbe(WizardUi& ui) : maintenance::SystemProbe(true), ui_(ui) {}
+    explicit ReportProbe(WizardUi& ui) : maintenance::SystemProbe(true, qVersion()), ui_(ui) {}
     void OpenReport(const std::string& path) override { ui_.OpenDocument(path); }
 
 private:

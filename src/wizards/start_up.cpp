@@ -52,6 +52,13 @@ void DealWithInterruption(const WizardContext& c) {
     }
 }
 
+// The wizards that open the located database warn when it lies on a network share.
+std::unique_ptr<QWidget> WarningAboutItsFolder(std::unique_ptr<WizardWindow> window,
+                                               const WizardContext& context) {
+    window->WarnAboutFolderWhenShown(context.settings.DBPath);
+    return window;
+}
+
 } // namespace
 
 std::unique_ptr<QWidget> MakeStartWindow(startup::StartMode mode, const WizardContext& context) {
@@ -59,9 +66,9 @@ std::unique_ptr<QWidget> MakeStartWindow(startup::StartMode mode, const WizardCo
     case startup::StartMode::Create:
         return std::make_unique<frmWizNew>(context);
     case startup::StartMode::Upgrade:
-        return std::make_unique<frmWizUpgrade>(context);
+        return WarningAboutItsFolder(std::make_unique<frmWizUpgrade>(context), context);
     case startup::StartMode::Options:
-        return std::make_unique<frmWizOptions>(context);
+        return WarningAboutItsFolder(std::make_unique<frmWizOptions>(context), context);
     case startup::StartMode::Diagnostics:
         break;
     }

@@ -1,10 +1,13 @@
 #include "wizards/wizard_ui.h"
 
 #include "platform/process.h"
+#include "wizards/text_viewer.h"
 
 #include <QApplication>
 #include <QFileDialog>
 #include <QMessageBox>
+
+#include <algorithm>
 
 namespace wizards {
 
@@ -55,8 +58,9 @@ util::Answer WizardUi::MessageBox(const std::string& text, util::Buttons buttons
         box.setEscapeButton(QMessageBox::Cancel);
         break;
     case util::Buttons::YesNo:
+    case util::Buttons::YesNoDefaultNo:
         box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
-        box.setDefaultButton(QMessageBox::Yes);
+        box.setDefaultButton(buttons == util::Buttons::YesNo ? QMessageBox::Yes : QMessageBox::No);
         box.setEscapeButton(QMessageBox::No);
         break;
     }
@@ -92,8 +96,42 @@ std::optional<std::string> WizardUi::BrowseFolder(QWidget* parent, const std::st
     return folder.toStdString();
 }
 
+std::optional<std::string> WizardUi::ChooseSaveFile(QWidget* parent, const std::string& title,
+                                                    const std::string& start) {
+    const QString file = QFileDialog::getSaveFileName(parent, QString::fromStdString(title),
+                                                      QString::fromStdString(start));
+    if (file.isEmpty()) {
+        return std::nullopt;
+    }
+    return file.toStdString();
+}
+
+WizardUi::~WizardUi() {
+    for (const QPointer<QWidget>& viewer : viewers_) {
+        delete viewer.data();
+    }
+}
+
 void WizardUi::OpenDocument(const std::string& path) {
-    platform::OpenDocument(path);
+    if (LaunchViewer(path)) {
+        return;
+    }
+    auto* viewer = new TextViewer(path, *this);
+    viewers_.emplace_back(viewer);
+    viewer->show();
+    viewer->raise();
+    viewer->activateWindow();
+}
+
+bool WizardUi::ShowingDocument() const {
+    return std::any_of(viewers_.begin(), viewers_.end(), [](const QPointer<QWidget>& viewer) {
+        return viewer && viewer->isVisible();
+    });
+}
+
+bool WizardUi::LaunchViewer(const std::string& path) {
+    // The window stays responsive while the opener makes up its mind.
+    return platform::OpenDocument(path, std::chrono::seconds(3), [this] { DoEvents(); });
 }
 
 } // namespace wizards

@@ -1,6 +1,7 @@
 #include "wizards/wizard_window.h"
 
 #include "platform/environment.h"
+#include "startup/network_share.h"
 #include "startup/run_log.h"
 #include "util/paths.h"
 #include "wizards/pictures.h"
@@ -15,6 +16,8 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace wizards {
 
@@ -81,13 +84,13 @@ QString FailurePageText(const QString& firstSentence, const startup::RunSettings
     return text + SafetyCopyNote(safetyCopy);
 }
 
-std::string HelpPage(const std::string& appPath, const std::string& topic) {
+std::string HelpPage(const std::string& dataPath, const std::string& topic) {
     const std::string page = "help/" + topic + ".html";
-    if (util::FileExists(appPath + page)) {
-        return appPath + page;
+    if (util::FileExists(dataPath + page)) {
+        return dataPath + page;
     }
     const std::string besideProgram = platform::ExecutableFolder() + page;
-    return util::FileExists(besideProgram) ? besideProgram : appPath + page;
+    return util::FileExists(besideProgram) ? besideProgram : dataPath + page;
 }
 
 RunLogScope::RunLogScope(startup::RunSettings& settings) : settings_(settings) {
@@ -363,7 +366,26 @@ WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& c
 }
 
 void WizardWindow::OpenHelp() {
-    ui_.OpenDocument(HelpPage(settings_.AppPath, helpTopic_.toStdString()));
+    ui_.OpenDocument(HelpPage(startup::DataFolder(settings_), helpTopic_.toStdString()));
+}
+
+void WizardWindow::WarnIfOnNetworkShare(const std::string& folder) {
+    const std::string warning = startup::TakeNetworkShareWarning(settings_, folder);
+    if (!warning.empty()) {
+        ui_.MessageBox(warning, util::Buttons::OK, util::Icon::Exclamation,
+                       windowTitle().toStdString());
+    }
+}
+
+void WizardWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (!folderToCheck_.empty()) {
+        // After the window is up, so the warning has a window to stand over.
+        QMetaObject::invokeMethod(
+            this,
+            [this, folder = std::exchange(folderToCheck_, {})] { WarnIfOnNetworkShare(folder); },
+            Qt::QueuedConnection);
+    }
 }
 
 void WizardWindow::closeEvent(QCloseEvent* event) {

@@ -31,7 +31,8 @@ namespace wizards {
 inline constexpr const char* kSupportContact = maintenance::SupportAddress;
 
 // The failure text of a wizard's last page: its first sentence, then where
-// the run log lies, naming its folder exactly as the run settings hold it.
+// the run log lies, naming its folder exactly as RunLogFolder gives it (the
+// program folder, AppPath, in a portable home).
 QString FailureText(const QString& firstSentence, const std::string& logFolder);
 
 // The closing sentences of every success page.
@@ -51,10 +52,10 @@ QString SuccessPageText(const QString& firstSentence, const std::string& safetyC
 QString FailurePageText(const QString& firstSentence, const startup::RunSettings& settings,
                         const std::string& safetyCopy);
 
-// The help page of a window's topic: in the program folder's "help" folder,
-// else beside the executable, where the build and a plain install put it (a
+// The help page of a window's topic: in the shipped data's "help" folder
+// (DataFolder), else beside the executable, where the build puts it (a
 // program folder set by KETROVA_HOME may hold only the suite's data).
-std::string HelpPage(const std::string& appPath, const std::string& topic);
+std::string HelpPage(const std::string& dataPath, const std::string& topic);
 
 // Opens the run log afresh for one operation and keeps its number
 // in LogFileNo; closes it and sets LogFileNo back to 0 on every way out. A log
@@ -113,6 +114,10 @@ public:
     // What a press of a button with this tag does; unknown words do nothing.
     void RunCommand(const QString& word);
 
+    // Once the window is on screen, the network-share warning for the
+    // database folder it works on.
+    void WarnAboutFolderWhenShown(const std::string& folder) { folderToCheck_ = folder; }
+
 protected:
     void Register(const QString& word, std::function<void()> procedure);
 
@@ -138,7 +143,10 @@ protected:
     RunWidgets AddRunWidgets(int index, const QString& caption);
 
     void OpenHelp();
+    // Warns when `folder` is on a network file system, once per run.
+    void WarnIfOnNetworkShare(const std::string& folder);
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
     startup::RunSettings& settings_;
     WizardUi& ui_;
@@ -152,6 +160,7 @@ private:
     std::vector<QPushButton*> buttons_;
     QHash<QString, std::function<void()>> commands_;
     bool running_ = false;
+    std::string folderToCheck_;
 };
 
 } // namespace wizards

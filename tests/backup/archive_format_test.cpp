@@ -142,14 +142,29 @@ TEST(ArchiveAdd, MessagesForMissingSourceAndUnwritableArchive) {
         BaR_AddFile((dir / "no/such/folder/a.kbx").string(), (dir / "src").string(), 1, message));
     EXPECT_EQ(message.rfind("Error ", 0), 0u) << message;
     EXPECT_NE(message.find(", "), std::string::npos) << message;
+
+    // Arguments swapped, or the archive as its own source: refused untouched.
+    const std::string notes = (dir / "notes.txt").string();
+    WriteFile(notes, "the landlord's notes, longer than nothing");
+    EXPECT_FALSE(BaR_AddFile(notes, (dir / "src").string(), 1, message));
+    EXPECT_TRUE(message.starts_with("Error 22, " + notes + " is no backup archive")) << message;
+    EXPECT_EQ(ReadFile(notes), "the landlord's notes, longer than nothing");
+    ASSERT_TRUE(BaR_AddFile(archive, (dir / "src").string(), 1, message));
+    const std::string before = ReadFile(archive);
+    EXPECT_FALSE(BaR_AddFile(archive, archive, 1, message));
+    EXPECT_NE(message.find("cannot be added to itself"), std::string::npos) << message;
+    EXPECT_EQ(ReadFile(archive), before);
 }
 
-// Damaged archives: how many entries each lists, and that the walk ends.
+// Damaged archives: how many entries each lists, that the walk ends, and how
+// the check judges them.
 TEST(ArchiveList, DamagedArchives) {
     struct Case {
         const char* name;
         std::string bytes;
         int16_t expected;
+        int sound;           // whole entries before the damage
+        const char* problem; // how the problem begins; "" for a sound archive
     };
     const std::string good = Archive({{"C:\\Ketrova\\db\\Ketrova.mdb", Pattern(1000)}});
     auto withHeader = [&](int32_t length, const std::string& data) {
@@ -161,21 +176,24 @@ TEST(ArchiveList, DamagedArchives) {
         return a;
     };
     const std::string z600(600, 'z');
+    const char* notOne = "is no backup archive of the suite (";
+    const char* afterOne = "is damaged after entry 1 (";
     const Case cases[] = {
-        {"empty", "", 0},
-        {"one byte", "x", 0},
-        {"half a header", good.substr(0, 250), 0},
-        {"header cut in the second entry", good + std::string(499, ' '), 1},
-        {"data cut short", good.substr(0, 900), 1},
-        {"second entry's data cut short", withHeader(5000, "abc"), 2},
-        {"length reaching far past the end", withHeader(0x7FFFFFFF, ""), 2},
-        {"negative length", withHeader(-1, z600), 1},
-        {"length that would stand still", withHeader(-500, z600), 1},
-        {"most negative length", withHeader(INT32_MIN, z600), 1},
-        {"bare zero header", std::string(500, '\0'), 1},
-        {"zero headers and nothing else", std::string(5000, '\0'), 10},
+        {"empty", "", 0, 0, ""},
+        {"one whole entry", good, 1, 1, ""},
+        {"one byte", "x", 0, 0, notOne},
+        {"half a header", good.substr(0, 250), 0, 0, notOne},
+        {"header cut in the second entry", good + std::string(499, ' '), 1, 1, afterOne},
+        {"data cut short", good.substr(0, 900), 1, 0, "is damaged (the data of entry 1"},
+        {"second entry's data cut short", withHeader(5000, "abc"), 2, 1, afterOne},
+        {"length reaching far past the end", withHeader(0x7FFFFFFF, ""), 2, 1, afterOne},
+        {"negative length", withHeader(-1, z600), 1, 1, afterOne},
+        {"length that would stand still", withHeader(-500, z600), 1, 1, afterOne},
+        {"most negative length", withHeader(INT32_MIN, z600), 1, 1, afterOne},
+        {"bare zero header", std::string(500, '\0'), 1, 0, notOne},
+        {"zero headers and nothing else", std::string(5000, '\0'), 10, 0, notOne},
         // More entries than a 16-bit count holds: the count stops at its largest value.
-        {"32770 bare headers", std::string(500u * 32770u, '\0'), 32767},
+        {"32770 bare headers", std::string(500u * 32770u, '\0'), 32767, 0, notOne},
     };
     TempDir dir;
     const std::string archive = (dir / "a.kbx").string();
@@ -184,6 +202,11 @@ TEST(ArchiveList, DamagedArchives) {
         WriteFile(archive, c.bytes);
         std::vector<ArchiveEntry> entries;
         EXPECT_EQ(BaR_ReadDirectory(archive, entries), c.expected);
+        const ArchiveCheck check = CheckArchive(archive);
+        EXPECT_EQ(check.soundEntries, c.sound);
+        EXPECT_TRUE(check.problem.starts_with(c.problem)) << check.problem;
+        EXPECT_EQ(check.problem.empty(), std::string(c.problem).empty()) << check.problem;
+        EXPECT_EQ(check.isArchive, c.problem != notOne);
     }
     std::vector<ArchiveEntry> entries(2);
     EXPECT_EQ(BaR_ReadDirectory((dir / "missing.kbx").string(), entries), 0);

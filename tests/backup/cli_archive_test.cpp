@@ -70,6 +70,22 @@ TEST_F(ArchiveCommand, AddListAndRestoreRoundTrip) {
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_NE(r.out.find("Percent Successful: 50\n"), std::string::npos) << r.out;
     EXPECT_EQ(ReadFile(dir.str() + "out" + dir.str() + "Ketrova.mdb"), backuptest::Pattern(120000));
+
+    // Overwriting keeps what was there, and says where after the summary.
+    WriteFile(restored, "edited since");
+    r = Run("restore k.kbx 2 --to out --existing overwrite");
+    EXPECT_EQ(r.exitCode, 0);
+    const std::string kept = dir.str() + "out" + dir.str() + "SafetyCopies/notes-";
+    EXPECT_NE(r.out.find("Press OK to continue.\nSafety copy: " + kept), std::string::npos)
+        << r.out;
+    EXPECT_EQ(ReadFile(restored), "notes");
+
+    // A file that is no archive is refused and left as it was.
+    for (const char* args : {"list notes.txt", "restore notes.txt", "add notes.txt Ketrova.mdb"}) {
+        SCOPED_TRACE(args);
+        EXPECT_EQ(Run(args).exitCode, 1);
+        EXPECT_EQ(ReadFile(dir / "notes.txt"), "notes");
+    }
 }
 
 TEST_F(ArchiveCommand, UsageErrorsAndMissingArchives) {

@@ -56,6 +56,10 @@ TEST_F(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedTo) {
 
     r = Run("create '" + dir.str() + "data' --overwrite --altdb second");
     EXPECT_EQ(r.exitCode, 0);
+    const std::string line = "Database created successfully.\nSafety copy: ";
+    ASSERT_EQ(r.out.rfind(line + dir.str() + "data/SafetyCopies/Ketrova-", 0), 0u) << r.out;
+    EXPECT_EQ(ReadFile(r.out.substr(line.size(), r.out.size() - line.size() - 1)),
+              "the landlord's data");
     EXPECT_EQ(ReadFile(dir / "data/Version"), "9\r\n");
     EXPECT_EQ(Registered("second"), dir.str() + "data/");
     EXPECT_EQ(Registered("Default"), "");
@@ -85,6 +89,22 @@ TEST_F(CreateCommand, ConnectRecordsOnlyAFolderHoldingADatabase) {
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_EQ(r.out, dir.str() + "data/\n");
     EXPECT_EQ(Registered("Branch2"), dir.str() + "data/");
+}
+
+TEST_F(CreateCommand, AStoreThatCannotBeReadIsReportedNeverTakenForNoDatabase) {
+    const std::string damaged = "[not a store at all";
+    WriteFile(dir / "registry.reg", damaged);
+    WriteFile(dir / "data/Ketrova.mdb", "");
+    for (const std::string& args : std::vector<std::string>{
+             "create '" + dir.str() + "fresh'", "connect '" + dir.str() + "data'", "locate", "mode",
+             "archive restore x.kbx --link"}) {
+        SCOPED_TRACE(args);
+        CliResult r = Run(args);
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(ReadFile(dir / "registry.reg"), damaged);
+    }
+    EXPECT_FALSE(fs::exists(dir / "fresh"));
 }
 
 } // namespace

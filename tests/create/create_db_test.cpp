@@ -4,6 +4,7 @@
 #include "create/create_db.h"
 #include "db/connection.h"
 #include "db/schema.h"
+#include "safety/operation_guard.h"
 #include "startup/run_log.h"
 #include "support/temp_dir.h"
 
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -166,53 +168,66 @@ TEST_F(CreateDb, BuildsTheWholeDatabaseStepByStep) {
     EXPECT_EQ(categories.back(), "Mortgage Escrow");
 }
 
-TEST_F(CreateDb, ReplacesAnOldDatabaseAndItsLeftoverJournal) {
+TEST_F(CreateDb, ReplacesAnOldDatabaseKeepingItAndItsLeftoverJournalAside) {
     WriteFile(dir / "data/Ketrova.mdb", "years of old data");
     WriteFile(dir / "data/Ketrova.mdb-journal", "a crash's leftovers");
-    ASSERT_TRUE(Create(dir.str() + "data/"));
+    safety::SafetyCopy kept;
+    ASSERT_TRUE(
+        create::CreateNewDB(settings, shared, progress, ui, clock, dir.str() + "data/", &kept));
     EXPECT_FALSE(fs::exists(dir / "data/Ketrova.mdb-journal"));
     db::Connection c;
     ASSERT_TRUE(db::OpenDB(settings, c, dir.str() + "data/Ketrova.mdb"));
     EXPECT_EQ(db::CountRecords(c, "TransCategory", ""), 26);
+    EXPECT_EQ(kept.path,
+              dir.str() + "data/SafetyCopies/Ketrova-2026-11-23-103000-before-create.mdb");
+    EXPECT_EQ(ReadFile(kept.path), "years of old data");
+    EXPECT_NE(Log().find("{ } Safety copy: " + kept.path + "\r\n"), std::string::npos);
+    EXPECT_EQ(testsupport::ScratchLeft(dir / "data"), std::vector<std::string>{});
 }
 
-TEST_F(CreateDb, AMissingOrEmptyTemplateLeavesTheOldDatabaseUntouched) {
-    for (bool empty : {false, true}) {
-        SCOPED_TRACE(empty ? "empty" : "missing");
-        WriteFile(dir / "data/Ketrova.mdb", "the user's only copy");
-        if (empty)
-            WriteTemplate("# nothing but a comment\r\n");
-        else
-            fs::remove(dir / "app/Ketrova.ddf");
-        settings.LogFileNo =
-            startup::OpenLogFile(settings.Files, settings.AppPath + "Ostrand.log", 1, 0);
-        progress = {};
-        ui = {};
-        EXPECT_FALSE(Create(dir.str() + "data/"));
-        EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the user's only copy");
-        EXPECT_EQ(progress.values, (std::vector<int>{5, 85, 100}));
-        ExpectFailedEnd();
-        EXPECT_NE(Log().find("{*} "), std::string::npos);
-    }
-}
-
-TEST_F(CreateDb, AFailingStepSkipsToClosingAndFails) {
+TEST_F(CreateDb, AFailingStepSkipsToClosingAndLeavesTheOldDatabaseAsItWas) {
     struct Case {
         const char* name;
         std::string templateText; // "" keeps the shipped template
-        int lastStepValue;        // progress of the step that failed
+        std::function<void()> arrange;
+        int lastStepValue; // progress of the step that failed
     };
+    safety::OperationGuard other(dir.str() + "data/Ketrova.mdb", "compact", clock);
     const std::vector<Case> cases = {
+        {"missing template", "", [&] { fs::remove(dir / "app/Ketrova.ddf"); }, 5},
+        {"empty template", "# nothing but a comment\r\n", {}, 5},
         // Two columns of one name cannot both be added.
-        {"fields", "T,A,LONG,,\r\nT,A,TEXT,10,\r\nConfiguration,IdConfig,LONG,,\r\n", 40},
+        {"fields", "T,A,LONG,,\r\nT,A,TEXT,10,\r\nConfiguration,IdConfig,LONG,,\r\n", {}, 40},
         // No such column for the configuration's values.
-        {"configuration", "Configuration,IdConfig,LONG,,idx\r\nTransCategory,Category,TEXT,50,\r\n",
+        {"configuration",
+         "Configuration,IdConfig,LONG,,idx\r\nTransCategory,Category,TEXT,50,\r\n",
+         {},
          75},
+        {"no safety copy", "",
+         [&] {
+             fs::remove_all(dir / "data/SafetyCopies");
+             WriteFile(dir / "data/SafetyCopies", "in the way");
+         },
+         15},
+        {"another run at work", "",
+         [&] {
+             std::string error;
+             EXPECT_TRUE(other.Begin(error)) << error;
+         },
+         15},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        WriteTemplate(c.templateText);
-        fs::remove(dir / "data/Ketrova.mdb");
+        if (c.templateText.empty()) {
+            fs::copy_file(OSTRAND_SOURCE_DIR "/data/Ketrova.ddf", dir / "app/Ketrova.ddf",
+                          fs::copy_options::overwrite_existing);
+        } else {
+            WriteTemplate(c.templateText);
+        }
+        WriteFile(dir / "data/Ketrova.mdb", "the user's only copy");
+        if (c.arrange) {
+            c.arrange();
+        }
         settings.LogFileNo =
             startup::OpenLogFile(settings.Files, settings.AppPath + "Ostrand.log", 1, 0);
         progress = {};
@@ -222,7 +237,9 @@ TEST_F(CreateDb, AFailingStepSkipsToClosingAndFails) {
         EXPECT_EQ(progress.values[progress.values.size() - 3], c.lastStepValue);
         EXPECT_EQ(progress.values[progress.values.size() - 2], 85);
         ExpectFailedEnd();
-        EXPECT_NE(Log().find("{*} "), std::string::npos);
+        EXPECT_NE(startup::LastErrorLine(settings.AppPath + "Ostrand.log"), "");
+        EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the user's only copy");
+        EXPECT_EQ(testsupport::ScratchLeft(dir / "data"), std::vector<std::string>{});
     }
 }
 
@@ -237,10 +254,13 @@ TEST_F(CreateDb, AFolderThatCannotHoldTheFileFailsWithALoggedError) {
 
 TEST_F(CreateDb, TheVersionFileDecidesTheOutcome) {
     fs::create_directory(dir / "data/Version"); // a folder where the file must go
+    WriteFile(dir / "data/Ketrova.mdb", "the user's only copy");
     EXPECT_FALSE(Create(dir.str() + "data/"));
     EXPECT_EQ(progress.values, (std::vector<int>{5, 15, 20, 25, 40, 60, 75, 85, 85, 95, 100}));
     EXPECT_EQ(progress.statuses.back(), "Database creation failed.");
     EXPECT_NE(Log().find("{*} Error writing version file"), std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the user's only copy");
+    EXPECT_EQ(testsupport::ScratchLeft(dir / "data"), std::vector<std::string>{});
 }
 
 TEST_F(CreateDb, ASharedConnectionThatCannotOpenOnlyCostsTheCategories) {

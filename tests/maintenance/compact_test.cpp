@@ -204,11 +204,8 @@ TEST_F(CompactTest, ARunThatCannotFinishLeavesTheDatabaseAsItWas) {
             ASSERT_TRUE(busy.Begin(error)) << error;
             testsupport::WriteFile(dbFile + ".compacting", "the other run's");
         }
-        const auto full = [](const std::string&) {
-            return platform::VolumeSpace{true, 4096, 1 << 30, "/"};
-        };
         SpoilCopyUi spoil(dbFile + ".compacting", what == "copy spoiled on the way");
-        EXPECT_FALSE(what == "no room" ? Compact(ui, full) : Compact(spoil));
+        EXPECT_FALSE(what == "no room" ? Compact(ui, safetytest::FullDisk) : Compact(spoil));
         if (what == "another Ostrand") {
             EXPECT_EQ(testsupport::ReadFile(dbFile + ".compacting"), "the other run's");
             busy.End();

@@ -33,12 +33,25 @@ public:
         info.ShortDateFormat = "MM/dd/yy";
         info.ScreenWidth = 1280;
         info.ScreenHeight = 1024;
+        facts = {"0.1",
+                 "Debian GNU/Linux 12 (bookworm)",
+                 "Linux 6.1.0-18-amd64 (x86_64)",
+                 "XFCE (x11)",
+                 "6.4.2",
+                 "3.40.1",
+                 "",
+                 {true, 5000000000ull, 0, "/srv/", "nfs4", true}};
     }
     platform::VolumeSpace FreeSpace(const std::string& folder) override {
         asked.push_back(folder);
         return volume;
     }
     maintenance::SystemInfo System(const platform::RegistryStore&) override { return info; }
+    maintenance::LinuxFacts Linux(const std::string& databaseFolder) override {
+        maintenance::LinuxFacts answer = facts;
+        answer.DatabaseFolder = databaseFolder;
+        return answer;
+    }
     std::vector<platform::TopWindow> Windows() override { return windows; }
     std::optional<platform::FileFacts> FindFile(const std::string& path) override {
         auto it = files.find(path);
@@ -52,6 +65,7 @@ public:
 
     platform::VolumeSpace volume;
     maintenance::SystemInfo info;
+    maintenance::LinuxFacts facts;
     std::vector<platform::TopWindow> windows;
     std::map<std::string, platform::FileFacts> files;
     std::vector<std::string> asked;
@@ -366,6 +380,47 @@ TEST_F(DiagnosticsTest, MissingTablesAreReportedAndTheRunGoesOn) {
     folder.resize(255, ' ');
     EXPECT_TRUE(Has(lines, "{ } Backup Path           : " + folder));
     EXPECT_TRUE(Has(lines, "{ } Last Backup Date      : " + std::string(10, ' ')));
+}
+
+// Damage SQLite finds in a file that still opens: an index that no longer
+// matches its table, and rows whose parent row is gone.
+TEST_F(DiagnosticsTest, TheIntegrityChecksReportDamageBeforeAnyRepair) {
+    std::string error;
+    ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
+    {
+        db::Connection c;
+        c.Open(dbFile);
+        c.Execute("CREATE TABLE Lease (IdLease INTEGER PRIMARY KEY)");
+        c.Execute("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER REFERENCES Lease)");
+        c.Execute("CREATE INDEX ixRent ON RentLog (IdRentLog)");
+        c.Execute("INSERT INTO RentLog VALUES (1, 7), (2, 8)");
+        // Point the index at another column behind SQLite's back.
+        c.Execute("PRAGMA writable_schema = ON");
+        c.Execute("UPDATE sqlite_master SET sql = 'CREATE INDEX ixRent ON RentLog (IdLease)' "
+                  "WHERE name = 'ixRent'");
+    }
+    db::Connection c;
+    c.Open(dbFile);
+    const maintenance::IntegrityResult result = maintenance::CheckIntegrity(c);
+    EXPECT_FALSE(result.Sound());
+    EXPECT_FALSE(result.problems.empty());
+    EXPECT_EQ(result.orphans,
+              (std::vector<std::string>{"RentLog row 1 refers to a missing Lease",
+                                        "RentLog row 2 refers to a missing Lease"}));
+    const auto lines = maintenance::IntegrityLines(result);
+    EXPECT_EQ(lines[0].rfind("{*} Integrity check           : ", 0), 0u) << lines[0];
+    EXPECT_TRUE(Has(lines, "{*} Foreign key check         : 2 rows refer to missing rows"));
+    EXPECT_TRUE(Has(lines, "{*}   RentLog row 2 refers to a missing Lease"));
+    c.Close();
+
+    WriteFile(dbFolder + "Version", "9\r\n");
+    Run();
+    const auto report = Report();
+    const auto check = std::find(report.begin(), report.end(), lines[0]);
+    const auto tables = std::find(report.begin(), report.end(),
+                                  "{ } Database Table Name  : Lease {1 fields, 0 records} ");
+    ASSERT_NE(tables, report.end());
+    EXPECT_LT(check, tables) << "checked after the repairs began";
 }
 
 TEST(WindowLines, TitledWindowsByHandleAsSignedNumbers) {

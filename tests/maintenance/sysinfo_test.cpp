@@ -1,4 +1,5 @@
 #include "maintenance/sysinfo.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -193,6 +194,22 @@ TEST(SystemInfo, ProductTypeComesFromTheRegistryStore) {
     reg.WriteString("HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\ProductOptions",
                     "ProductType", "ServerNT");
     EXPECT_EQ(maintenance::GetProductType(reg), "ServerNT");
+}
+
+// Here the Windows-only facts say so rather than stay empty or read noise,
+// and the Linux block carries the real ones.
+TEST(SystemInfo, WindowsOnlyFactsAreNotApplicableAndTheLinuxFactsAreFilled) {
+    testsupport::TempDir dir;
+    testsupport::ScopedEnv windir("WINDIR", nullptr);
+    const auto info =
+        maintenance::QuerySystemInfo(platform::RegistryStore((dir / "registry.reg").string()));
+    EXPECT_EQ(info.ServicePack, "not applicable");
+    EXPECT_EQ(info.WindowsFolder, "not applicable");
+    const auto facts = maintenance::QueryLinuxFacts(dir.str(), "6.4.2");
+    EXPECT_EQ(facts.Kernel.rfind("Linux ", 0), 0u) << facts.Kernel;
+    EXPECT_EQ(facts.SQLiteVersion.substr(0, 2), "3.");
+    EXPECT_TRUE(facts.Volume.ok);
+    EXPECT_FALSE(maintenance::QueryLinuxFacts("", "").Volume.ok) << "no folder, no volume";
 }
 
 } // namespace

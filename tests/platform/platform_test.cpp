@@ -2,6 +2,7 @@
 #include "platform/process.h"
 #include "platform/temp_file.h"
 #include "platform/volume.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 #include <chrono>
@@ -12,34 +13,12 @@
 #include <thread>
 
 using namespace platform;
+using testsupport::ScopedEnv;
 using testsupport::TempDir;
+using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
-
-// Sets an environment variable for the life of the object.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value) : name_(name) {
-        if (const char* old = std::getenv(name)) {
-            old_ = old;
-            had_ = true;
-        }
-        ::setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv() {
-        if (had_) {
-            ::setenv(name_, old_.c_str(), 1);
-        } else {
-            ::unsetenv(name_);
-        }
-    }
-
-private:
-    const char* name_;
-    std::string old_;
-    bool had_ = false;
-};
 
 bool WaitForFile(const fs::path& p) {
     for (int i = 0; i < 100; ++i) {
@@ -103,6 +82,31 @@ TEST(Volume, FreeSpaceAndMountPointOfAFolderAndOfAMissingPath) {
     ASSERT_TRUE(missing.ok);
     EXPECT_EQ(missing.mountPoint, v.mountPoint);
     EXPECT_EQ(QueryVolume("/").mountPoint, "/");
+    EXPECT_FALSE(v.fileSystem.empty()); // procfs tells every mount's type
+}
+
+TEST(Volume, FileSystemTypeFromMountInfoAndWhetherItIsNetworked) {
+    const std::string mountInfo =
+        "22 1 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n"
+        "41 22 0:45 / /srv/rentals rw,relatime shared:30 master:2 - nfs4 nas:/export rw\n"
+        "42 22 0:46 /share /mnt/office\\040share rw - cifs //nas/share rw\n"
+        "43 22 0:47 / /home/ann/nas rw - fuse.sshfs ann@nas: rw\n"
+        "44 22 8:1 /home /home rw - ext4 /dev/sda1 rw\n";
+    struct Case {
+        unsigned major, minor;
+        const char* type;
+        bool network;
+    };
+    for (const Case& c :
+         {Case{8, 1, "ext4", false}, Case{0, 45, "nfs4", true}, Case{0, 46, "cifs", true},
+          Case{0, 47, "fuse.sshfs", true}, Case{9, 9, "", false}}) {
+        SCOPED_TRACE(std::to_string(c.major) + ":" + std::to_string(c.minor));
+        EXPECT_EQ(MountInfoFileSystem(mountInfo, c.major, c.minor), c.type);
+        EXPECT_EQ(IsNetworkFileSystem(c.type), c.network);
+    }
+    for (const char* local : {"tmpfs", "btrfs", "fuse", "nfsd", "nfs nfs4"}) {
+        EXPECT_FALSE(IsNetworkFileSystem(local)) << local;
+    }
 }
 
 TEST(Process, CommandTextIsSplitAtBlanks) {
@@ -119,5 +123,27 @@ TEST(Process, StartCommandRunsTheProgramDetachedAndIgnoresFailures) {
     // Neither a missing program nor an empty text may throw or hang.
     StartCommand("/nonexistent/program --flag");
     StartCommand("");
-    OpenDocument("");
+}
+
+// Whether the desktop's opener took a document decides whether Ostrand shows
+// it itself. Stand-in openers on PATH answer as the real one does.
+TEST(Process, OpenDocumentTellsWhetherTheOpenerTookTheDocument) {
+    TempDir dir;
+    fs::create_directories(dir / "bin");
+    auto opener = [&](const std::string& script) {
+        WriteFile(dir / "bin/xdg-open", "#!/bin/sh\n" + script + "\n");
+        fs::permissions(dir / "bin/xdg-open", fs::perms::owner_all);
+    };
+    ScopedEnv path("PATH", (dir / "bin").string() + ":/usr/bin:/bin");
+    const auto patience = std::chrono::minutes(1); // never reached by these openers
+    EXPECT_FALSE(OpenDocument(dir.str() + "report.log", patience)) << "no opener at all";
+    opener("echo \"$1\" > " + (dir / "asked").string());
+    EXPECT_TRUE(OpenDocument(dir.str() + "report.log", patience));
+    EXPECT_EQ(testsupport::ReadFile(dir / "asked"), dir.str() + "report.log\n");
+    opener("exit 3"); // no method available for the file's type
+    EXPECT_FALSE(OpenDocument(dir.str() + "report.log", patience));
+    // An opener that runs the viewer itself is still busy when patience ends.
+    opener("sleep 5");
+    EXPECT_TRUE(OpenDocument(dir.str() + "report.log", std::chrono::milliseconds(0)));
+    EXPECT_FALSE(OpenDocument(""));
 }

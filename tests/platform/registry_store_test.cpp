@@ -60,7 +60,7 @@ TEST(RegistryStore, KeyAndValueNamesIgnoreCaseAndTextStopsAtNul) {
     EXPECT_EQ(reg.ReadString(Databases, "multi"), "a\r\nb\\n");
 }
 
-TEST(RegistryStore, MissingEmptyAndGarbageStoresReadAsEmpty) {
+TEST(RegistryStore, MissingEmptyAndGarbageStoresReadAsEmptyAndSayWhy) {
     TempDir dir;
     RegistryStore missing((dir / "none.reg").string());
     EXPECT_EQ(missing.ReadString(Databases, "Default"), "");
@@ -72,6 +72,11 @@ TEST(RegistryStore, MissingEmptyAndGarbageStoresReadAsEmpty) {
 
     WriteFile(dir / "empty.reg", "");
     EXPECT_EQ(RegistryStore((dir / "empty.reg").string()).ReadString(Databases, "Default"), "");
+    EXPECT_EQ(missing.Problem(), "");
+    EXPECT_EQ(RegistryStore((dir / "empty.reg").string()).Problem(), "");
+    // A Windows export of newer systems, which is UTF-16: its keys do not read.
+    WriteFile(dir / "wide.reg", std::string("\xFF\xFEW\0i\0n\0", 8));
+    EXPECT_TRUE(RegistryStore((dir / "wide.reg").string()).Problem().starts_with("is in UTF-16"));
 
     std::string garbage("\x7f"
                         "ELF\0\0\x01\x02[broken\n\"x\"=\"\xff",
@@ -79,6 +84,7 @@ TEST(RegistryStore, MissingEmptyAndGarbageStoresReadAsEmpty) {
     WriteFile(dir / "bad.reg", garbage);
     RegistryStore bad((dir / "bad.reg").string());
     EXPECT_EQ(bad.ReadString(Databases, "Default"), "");
+    EXPECT_TRUE(bad.Problem().starts_with("is damaged")) << bad.Problem();
     ASSERT_TRUE(bad.WriteString(Databases, "Default", "/data/"));
     EXPECT_EQ(bad.ReadString(Databases, "Default"), "/data/");
     EXPECT_EQ(ReadFile(dir / "bad.reg.damaged"), garbage) << "unknown content is kept aside";
@@ -147,6 +153,7 @@ TEST(RegistryStore, AStoreThatCannotBeReadIsNeverOverwritten) {
         WriteFile(dir / "folder.reg/inside", "x");
         RegistryStore reg((dir / "folder.reg").string());
         EXPECT_EQ(reg.ReadString(Databases, "Default"), "");
+        EXPECT_EQ(reg.Problem(), "is a folder, not a file");
         EXPECT_FALSE(reg.WriteString(Databases, "Default", "/x/"));
         EXPECT_TRUE(fs::exists(dir / "folder.reg/inside"));
     }
@@ -158,6 +165,7 @@ TEST(RegistryStore, AStoreThatCannotBeReadIsNeverOverwritten) {
     reg.WriteString(Databases, "Default", "/keep/");
     ::chmod(path.c_str(), 0);
     EXPECT_EQ(reg.ReadString(Databases, "Default"), "");
+    EXPECT_EQ(reg.Problem(), "cannot be read (Permission denied)");
     EXPECT_FALSE(reg.WriteString(Databases, "Other", "/lost/"));
     ::chmod(path.c_str(), 0644);
     EXPECT_EQ(reg.ReadString(Databases, "Default"), "/keep/");

@@ -1,5 +1,6 @@
 #include "platform/disk.h"
 #include "platform/sysinfo.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -63,17 +64,10 @@ TEST(ShortDate, CLibraryFormatsInTheSuitesNotation) {
 }
 
 TEST(ShortDate, TheCLocaleAnswers) {
-    const char* saved = std::getenv("LC_ALL");
-    const std::string keep = saved ? saved : "";
-    setenv("LC_ALL", "C", 1);
-    EXPECT_EQ(platform::ShortDatePattern(), "MM/dd/yy");
     // A locale that is not installed falls back to C.
-    setenv("LC_ALL", "xx_NOWHERE.UTF-8", 1);
-    EXPECT_EQ(platform::ShortDatePattern(), "MM/dd/yy");
-    if (saved) {
-        setenv("LC_ALL", keep.c_str(), 1);
-    } else {
-        unsetenv("LC_ALL");
+    for (const char* locale : {"C", "xx_NOWHERE.UTF-8"}) {
+        testsupport::ScopedEnv all("LC_ALL", locale);
+        EXPECT_EQ(platform::ShortDatePattern(), "MM/dd/yy") << locale;
     }
 }
 

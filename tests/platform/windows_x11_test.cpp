@@ -1,4 +1,5 @@
 #include "platform/sysinfo.h"
+#include "support/scoped_env.h"
 
 #include <gtest/gtest.h>
 // After the test framework: Xlib defines macros (None, Bool) that clash with its names.
@@ -11,35 +12,9 @@
 
 namespace {
 
-class ScopedDisplayVar {
-public:
-    explicit ScopedDisplayVar(const char* value) {
-        if (const char* old = std::getenv("DISPLAY")) {
-            old_ = old;
-            had_ = true;
-        }
-        if (value) {
-            setenv("DISPLAY", value, 1);
-        } else {
-            unsetenv("DISPLAY");
-        }
-    }
-    ~ScopedDisplayVar() {
-        if (had_) {
-            setenv("DISPLAY", old_.c_str(), 1);
-        } else {
-            unsetenv("DISPLAY");
-        }
-    }
-
-private:
-    std::string old_;
-    bool had_ = false;
-};
-
 TEST(X11NoDisplay, NoWindowsAndNoScreen) {
     for (const char* value : {static_cast<const char*>(nullptr), "", ":4711"}) {
-        ScopedDisplayVar display(value);
+        testsupport::ScopedEnv display("DISPLAY", value);
         EXPECT_TRUE(platform::ListTopLevelWindows().empty());
         const platform::ScreenSize s = platform::GetScreenSize();
         EXPECT_EQ(s.Width, 0);

@@ -165,9 +165,6 @@ TEST_F(PutBackTest, ARefusedPutBackLeavesTheDatabaseAsItWas) {
         std::function<void(PutBackTest&)> prepare;
         const char* said;
     };
-    const auto full = [](const std::string&) {
-        return platform::VolumeSpace{true, 4096, 1 << 30, "/"};
-    };
     const Case cases[] = {
         {"no such copy", [](PutBackTest& t) { t.copy.name = "Ketrova-other.mdb"; },
          "There is no safety copy named Ketrova-other.mdb"},
@@ -195,7 +192,8 @@ TEST_F(PutBackTest, ARefusedPutBackLeavesTheDatabaseAsItWas) {
             ASSERT_TRUE(busy.Begin(error));
         }
 
-        EXPECT_FALSE(what == "no room" ? PutBack(copy.name, full) : PutBack(copy.name));
+        EXPECT_FALSE(what == "no room" ? PutBack(copy.name, safetytest::FullDisk)
+                                       : PutBack(copy.name));
         EXPECT_NE(error.find(c.said), std::string::npos) << error;
         EXPECT_TRUE(ReadFile(dbFile) == db);
         EXPECT_EQ(ReadFile(dir / "Version"), version);

@@ -41,16 +41,11 @@ TEST_F(SafetyCopyTest, CopyHoldsWhatWasCommittedWithTheVersionFileBesideIt) {
 }
 
 TEST_F(SafetyCopyTest, NoRoomForTheCopyRefusesAndLeavesNothing) {
-    const auto full = [](const std::string&) {
-        platform::VolumeSpace v;
-        v.ok = true;
-        v.freeBytes = 4096;
-        return v;
-    };
     safety::SafetyCopy copy;
     std::string error;
     const auto clock = At(8, 0, 0);
-    EXPECT_FALSE(safety::MakeSafetyCopy(dbFile, "upgrade", clock, copy, error, full));
+    EXPECT_FALSE(
+        safety::MakeSafetyCopy(dbFile, "upgrade", clock, copy, error, safetytest::FullDisk));
     EXPECT_NE(error.find("bytes are needed"), std::string::npos) << error;
     EXPECT_TRUE(safety::ListSafetyCopies(dbFile).empty());
     EXPECT_EQ(Count(dbFile, "Tenant"), 2);

@@ -5,6 +5,7 @@
 
 #include "db/connection.h"
 #include "platform/clock.h"
+#include "platform/volume.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +20,14 @@ namespace safetytest {
 
 inline platform::FixedClock At(int hour, int minute, int second) {
     return platform::FixedClock({2026, 11, 23, hour, minute, second});
+}
+
+// A volume with 4 KB free: no room for a copy of any database.
+inline platform::VolumeSpace FullDisk(const std::string&) {
+    platform::VolumeSpace v;
+    v.ok = true;
+    v.freeBytes = 4096;
+    return v;
 }
 
 class SafetyTest : public ::testing::Test {

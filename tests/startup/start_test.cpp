@@ -1,5 +1,8 @@
+#include "build_info.h"
 #include "startup/init.h"
+#include "startup/network_share.h"
 #include "startup/start_mode.h"
+#include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
 #include <chrono>
@@ -9,6 +12,7 @@
 #include <thread>
 
 using namespace startup;
+using testsupport::ScopedEnv;
 using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
@@ -167,19 +171,15 @@ TEST(AppStart, LaunchStartsTheProgramAndAlwaysLetsEventsRun) {
 TEST(InitGlobals, FillsPathsFromTheProgramFolderAndMakesTheWorkingFolders) {
     TempDir dir;
     WriteFile(dir / "Catalogs.mdb", "");
-    const char* old = std::getenv("KETROVA_HOME");
-    std::string saved = old ? old : "";
-    ::setenv("KETROVA_HOME", dir.path().string().c_str(), 1); // no trailing separator
     RunSettings s;
     s.DBPath = "/stale/";
     s.LogFileNo = 3;
-    InitGlobals(s, "/altdb=branch2 /expert");
-    if (old) {
-        ::setenv("KETROVA_HOME", saved.c_str(), 1);
-    } else {
-        ::unsetenv("KETROVA_HOME");
+    {
+        ScopedEnv home("KETROVA_HOME", dir.path().string()); // no trailing separator
+        InitGlobals(s, "/altdb=branch2 /expert");
     }
     EXPECT_EQ(s.AppPath, dir.str());
+    EXPECT_EQ(RunLogFolder(s), dir.str());
     EXPECT_EQ(s.ReportsPath, dir.str() + "Reports/");
     EXPECT_EQ(s.HelpFile, dir.str() + "Ketrova.chm");
     EXPECT_TRUE(s.CatalogsPresent);
@@ -196,14 +196,87 @@ TEST(InitGlobals, FillsPathsFromTheProgramFolderAndMakesTheWorkingFolders) {
     EXPECT_EQ(s.AltDB, "Default");
     EXPECT_FALSE(s.Expert);
 
-    // Without KETROVA_HOME the program folder is the executable's.
+    // Without KETROVA_HOME the build tree is a portable home in the executable's folder.
+    ScopedEnv noHome("KETROVA_HOME", nullptr);
     RunSettings exe;
-    if (!old) {
-        FillStartValues(exe);
-        EXPECT_EQ(fs::canonical(exe.AppPath), fs::canonical(OSTRAND_BIN_DIR));
-        EXPECT_FALSE(exe.RegistryFile.empty());
-    }
+    FillStartValues(exe);
+    EXPECT_EQ(fs::canonical(exe.AppPath), fs::canonical(OSTRAND_BIN_DIR));
+    EXPECT_EQ(RunLogFolder(exe), exe.AppPath);
+    EXPECT_FALSE(exe.RegistryFile.empty());
     // An unusable program folder costs nothing but the folders.
-    CreateWorkingFolders("/nonexistent/ostrand/");
+    exe.AppPath = "/nonexistent/ostrand/";
+    CreateWorkingFolders(exe);
     EXPECT_EQ(JoinCommandLine({"/altdb=my", "data", "/expert"}), "/altdb=my data /expert");
+}
+
+// Where the template, the working folders and the log are, by what lies
+// around the executable. Paths are relative to a scratch root.
+TEST(InitGlobals, ProgramFoldersFollowTheLayoutAroundTheProgram) {
+    TempDir dir;
+    const std::string root = dir.str();
+    const std::string shared = fs::path("usr/bin/" + std::string(build::SharedDataFromPrograms))
+                                   .lexically_normal()
+                                   .string();
+    for (const std::string& f : {std::string("build/bin/Ketrova.ddf"), shared + "Ketrova.ddf",
+                                 std::string("own/Ketrova.ddf")}) {
+        fs::create_directories((dir / f).parent_path());
+        WriteFile(dir / f, "");
+    }
+    ScopedEnv home("HOME", root + "user");
+    ScopedEnv dataHome("XDG_DATA_HOME", nullptr);
+    struct Case {
+        const char* ketrovaHome; // "" for none
+        const char* exe;
+        const char* stateHome; // nullptr for unset; relative values are ignored
+        std::string app, data, log;
+    };
+    const Case cases[] = {
+        {"", "build/bin/", nullptr, "build/bin/", "build/bin/", "build/bin/"},
+        {"", "usr/bin/", nullptr, "user/.local/share/Ketrova/", shared,
+         "user/.local/state/ostrand/"},
+        {"", "usr/bin/", "@state", "user/.local/share/Ketrova/", shared, "state/ostrand/"},
+        {"", "usr/bin/", "state", "user/.local/share/Ketrova/", shared,
+         "user/.local/state/ostrand/"},
+        // A portable home keeps everything, and borrows the installed template only when it has
+        // none.
+        {"home", "usr/bin/", "@state", "home/", shared, "home/"},
+        {"own", "usr/bin/", nullptr, "own/", "own/", "own/"},
+        {"home", "build/bin/", nullptr, "home/", "home/", "home/"},
+        // Nothing found: the executable's folder, where the missing template will be reported.
+        {"", "elsewhere/", nullptr, "elsewhere/", "elsewhere/", "elsewhere/"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.ketrovaHome) + " | " + c.exe + " | " +
+                     (c.stateHome ? c.stateHome : "unset"));
+        const std::string state = c.stateHome && c.stateHome[0] == '@' ? root + (c.stateHome + 1)
+                                  : c.stateHome                        ? c.stateHome
+                                                                       : "";
+        ScopedEnv stateHome("XDG_STATE_HOME", c.stateHome ? state.c_str() : nullptr);
+        const ProgramFolders f = LocateProgramFolders(
+            *c.ketrovaHome ? root + c.ketrovaHome : std::string(), root + c.exe);
+        EXPECT_EQ(f.app, root + c.app);
+        EXPECT_EQ(f.data, root + c.data);
+        EXPECT_EQ(f.log, root + c.log);
+    }
+
+    // An installed program's log folder is made, for the user alone.
+    RunSettings s;
+    s.AppPath = root + "user/.local/share/Ketrova/";
+    s.LogPath = root + "user/.local/state/ostrand/";
+    CreateWorkingFolders(s);
+    EXPECT_TRUE(fs::is_directory(s.AppPath + "Backup"));
+    EXPECT_EQ(fs::status(s.LogPath).permissions(), fs::perms::owner_all);
+}
+
+TEST(NetworkShare, WarnsOncePerRunAndOnlyAboutANetworkFolder) {
+    RunSettings s;
+    const platform::VolumeSpace local{true, 1, 2, "/", "ext4", false};
+    const platform::VolumeSpace nfs{true, 1, 2, "/srv/", "nfs4", true};
+    EXPECT_EQ(TakeNetworkShareWarning(s, "/home/ann/db/", local), "");
+    const std::string warning = TakeNetworkShareWarning(s, "/srv/db/", nfs);
+    EXPECT_EQ(warning.rfind("The database folder /srv/db/ is on a network file system (nfs4).", 0),
+              0u)
+        << warning;
+    EXPECT_EQ(TakeNetworkShareWarning(s, "/srv/db/", nfs), "") << "said once per run";
+    EXPECT_EQ(TakeNetworkShareWarning(s, ""), "");
 }

@@ -21,6 +21,16 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(path_, ec);
 }
 
+std::vector<std::string> ScratchLeft(const std::filesystem::path& folder) {
+    std::vector<std::string> found;
+    for (const auto& f : std::filesystem::directory_iterator(folder)) {
+        if (f.path().filename().string().starts_with(".ostrand-")) {
+            found.push_back(f.path().string());
+        }
+    }
+    return found;
+}
+
 std::string ReadFile(const std::filesystem::path& p) {
     std::ifstream in(p, std::ios::binary);
     std::ostringstream s;

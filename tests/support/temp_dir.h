@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace testsupport {
 
@@ -22,6 +23,10 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+// The files an operation made for itself in `folder` (".ostrand-..."):
+// none may outlive it, whatever its outcome.
+std::vector<std::string> ScratchLeft(const std::filesystem::path& folder);
 
 // Whole file as bytes; "" when it cannot be read.
 std::string ReadFile(const std::filesystem::path& p);

@@ -109,7 +109,7 @@ TEST_F(CreateWizardTest, AnExistingDatabaseIsReplacedOnlyAfterYes) {
     w.RunCommand("CREATEDB_1");
     ASSERT_EQ(ui.boxes.size(), 1u);
     EXPECT_EQ(ui.boxes[0].title, "Database Exists");
-    EXPECT_EQ(ui.boxes[0].buttons, util::Buttons::YesNo);
+    EXPECT_EQ(ui.boxes[0].buttons, util::Buttons::YesNoDefaultNo);
     EXPECT_EQ(ui.boxes[0].icon, util::Icon::Question);
     EXPECT_TRUE(
         ui.boxes[0].text.starts_with("A database already exists at the selected location."));
@@ -122,6 +122,15 @@ TEST_F(CreateWizardTest, AnExistingDatabaseIsReplacedOnlyAfterYes) {
     EXPECT_EQ(w.VisiblePage(), frmWizNew::PageCreate);
     EXPECT_EQ(testsupport::ReadFile(existing), "the landlord's only copy"); // nothing until Start
     EXPECT_EQ(Text<QLabel>(w, "lblCreateFolder").toStdString(), settings.AppPath + "db/");
+
+    // The replaced database is kept, and the last page says where.
+    w.RunCommand("CREATEDB_2");
+    w.RunCommand("FINISH_SUCCESS");
+    const QString text = Text<QLabel>(w, "lblFinish");
+    const QString copy = QString::fromStdString(settings.AppPath + "db/SafetyCopies/Ketrova-");
+    ASSERT_TRUE(text.contains("\nSafety copy: " + copy)) << text.toStdString();
+    const QString path = text.mid(text.indexOf(copy)).trimmed();
+    EXPECT_EQ(testsupport::ReadFile(path.toStdString()), "the landlord's only copy");
 }
 
 TEST_F(CreateWizardTest, AFailedCreationNamesTheLogAndFinishStartsNothing) {
@@ -140,8 +149,11 @@ TEST_F(CreateWizardTest, AFailedCreationNamesTheLogAndFinishStartsNothing) {
     EXPECT_EQ(w.Button(W::ActionButton)->text(), "&Finish");
     const QString text = Text<QLabel>(w, "lblFinish");
     EXPECT_TRUE(text.startsWith("Database creation failure.\n\n"));
-    EXPECT_TRUE(text.endsWith(
-        QString::fromStdString("located in the " + settings.AppPath + " directory.")));
+    // The log's place, then what went wrong: its last error line.
+    EXPECT_TRUE(text.contains(QString::fromStdString(
+        "located in the " + settings.AppPath +
+        " directory.\n\nCause: " + startup::LastErrorLine(settings.AppPath + "Ostrand.log"))));
+    EXPECT_TRUE(text.contains("Ketrova.ddf")) << text.toStdString();
 
     Press(w, W::ActionButton);
     EXPECT_FALSE(w.isVisible());
@@ -199,6 +211,16 @@ TEST_F(CreateWizardTest, TheNewFolderCanBeChosenAndACancelledDialogChangesNothin
     w.RunCommand("CHANGENEWPATH");
     EXPECT_EQ(ui.folderTitles.back(), "Select directory for new database:");
     EXPECT_EQ(Text<QLineEdit>(w, "txtNewPath").toStdString(), home.str() + "Files");
+}
+
+TEST_F(CreateWizardTest, AStoreThatCannotBeReadIsShownAndNoWayOnIsOpen) {
+    testsupport::WriteFile(settings.RegistryFile, "[not a store at all");
+    frmWizNew w(context);
+    w.show();
+    EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled());
+    EXPECT_TRUE(Text<QLabel>(w, "lblStoreProblem")
+                    .startsWith(QString::fromStdString("The settings store " +
+                                                       settings.RegistryFile + " is damaged")));
 }
 
 TEST_F(CreateWizardTest, HelpOpensTheShippedPageOfThisWizard) {

@@ -256,6 +256,7 @@ TEST(WizardUiMessageBox, ShowsTitleTextButtonsAndIconAndReturnsThePress) {
         QMessageBox::Icon expectedIcon;
         QMessageBox::StandardButton press;
         util::Answer answer;
+        QMessageBox::StandardButton byDefault = QMessageBox::NoButton;
     };
     const Case cases[] = {
         {util::Buttons::OK, util::Icon::Information, QMessageBox::Ok, QMessageBox::Information,
@@ -263,7 +264,9 @@ TEST(WizardUiMessageBox, ShowsTitleTextButtonsAndIconAndReturnsThePress) {
         {util::Buttons::YesNo, util::Icon::Question, QMessageBox::Yes | QMessageBox::No,
          QMessageBox::Question, QMessageBox::No, util::Answer::No},
         {util::Buttons::YesNo, util::Icon::Question, QMessageBox::Yes | QMessageBox::No,
-         QMessageBox::Question, QMessageBox::Yes, util::Answer::Yes},
+         QMessageBox::Question, QMessageBox::Yes, util::Answer::Yes, QMessageBox::Yes},
+        {util::Buttons::YesNoDefaultNo, util::Icon::Question, QMessageBox::Yes | QMessageBox::No,
+         QMessageBox::Question, QMessageBox::Yes, util::Answer::Yes, QMessageBox::No},
         {util::Buttons::OKCancel, util::Icon::Exclamation, QMessageBox::Ok | QMessageBox::Cancel,
          QMessageBox::Warning, QMessageBox::Cancel, util::Answer::Cancel},
         {util::Buttons::OK, util::Icon::Critical, QMessageBox::Ok, QMessageBox::Critical,
@@ -280,6 +283,9 @@ TEST(WizardUiMessageBox, ShowsTitleTextButtonsAndIconAndReturnsThePress) {
             EXPECT_EQ(box->text(), "line one\nline two");
             EXPECT_EQ(box->standardButtons(), c.expectedButtons);
             EXPECT_EQ(box->icon(), c.expectedIcon);
+            if (c.byDefault != QMessageBox::NoButton) {
+                EXPECT_EQ(box->defaultButton(), box->button(c.byDefault));
+            }
             box->button(c.press)->click();
         });
         const util::Answer answer =
@@ -290,11 +296,13 @@ TEST(WizardUiMessageBox, ShowsTitleTextButtonsAndIconAndReturnsThePress) {
 }
 
 TEST(WizardUiMessageBox, EscapeAnswersTheCautiousButton) {
-    wizards::WizardUi ui;
-    QTimer::singleShot(0,
-                       [] { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
-    EXPECT_EQ(ui.MessageBox("Overwrite?", util::Buttons::YesNo, util::Icon::Question, "T"),
-              util::Answer::No);
+    for (util::Buttons buttons : {util::Buttons::YesNo, util::Buttons::YesNoDefaultNo}) {
+        wizards::WizardUi ui;
+        QTimer::singleShot(
+            0, [] { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
+        EXPECT_EQ(ui.MessageBox("Overwrite?", buttons, util::Icon::Question, "T"),
+                  util::Answer::No);
+    }
 }
 
 TEST(WizardUiBusy, NestedBusyCallsRestoreThePointerOnlyAtTheEnd) {

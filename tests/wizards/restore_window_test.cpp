@@ -180,6 +180,15 @@ TEST_F(RestoreWindowTest, TheRestoreButtonFirstNeedsAnArchiveAndATickedFile) {
     EXPECT_TRUE(r.ArchivePaths().isEmpty());
     PressTag(r, "RESTORE");
     EXPECT_EQ(ui.boxes.back().text, "An archive file has not been selected.");
+
+    // A file named like an archive that is none lists nothing, and says so.
+    testsupport::WriteFile(home / "empty" / "Ketrova.1.kbx", std::string(600, 'x'));
+    r.SetBackupFolder((home / "empty").string());
+    r.SelectArchive(0);
+    EXPECT_TRUE(r.Entries().empty());
+    EXPECT_TRUE(r.findChild<QLabel*>("lblArchive")->text().contains("is no backup archive"));
+    PressTag(r, "RESTORE");
+    EXPECT_EQ(ui.boxes.back().text, "No files found in currently selected archive file.");
 }
 
 TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
@@ -240,17 +249,6 @@ TEST_F(RestoreWindowTest, ARedirectedDatabaseRestoreCanBecomeTheActiveDatabase) 
     const auto restored = alt / stored / "Ketrova.mdb";
     EXPECT_EQ(testsupport::ReadFile(restored), "database bytes");
     EXPECT_EQ(Registered(), (alt / stored).string() + "/");
-}
-
-TEST_F(RestoreWindowTest, NoToTheConfirmationRestoresNothing) {
-    std::filesystem::remove(data / "Docs" / "lease.txt");
-    frmRestore& r = Open();
-    PressTag(r, "SELECT_TREE");
-    ui.answers = {util::Answer::No};
-    PressTag(r, "RESTORE");
-    ASSERT_EQ(ui.boxes.size(), 1u);
-    EXPECT_NE(ui.boxes[0].text.find("Total files attempting to restore : 3"), std::string::npos);
-    EXPECT_FALSE(std::filesystem::exists(data / "Docs" / "lease.txt"));
 }
 
 TEST_F(RestoreWindowTest, FileDetailsShowTheStoredNameSizeAndType) {

@@ -39,7 +39,9 @@ public:
             answers.pop_front();
             return a;
         }
-        return buttons == util::Buttons::YesNo ? util::Answer::Yes : util::Answer::OK;
+        return buttons == util::Buttons::OK || buttons == util::Buttons::OKCancel
+                   ? util::Answer::OK
+                   : util::Answer::Yes;
     }
     std::optional<std::string> BrowseFolder(QWidget*, const std::string& title,
                                             const std::string& start) override {
@@ -47,7 +49,10 @@ public:
         folderStarts.push_back(start);
         return folderAnswer;
     }
-    void OpenDocument(const std::string& path) override { opened.push_back(path); }
+    std::optional<std::string> ChooseSaveFile(QWidget*, const std::string&,
+                                              const std::string&) override {
+        return saveAnswer;
+    }
 
     std::function<void()> onEvents;
     int eventPumps = 0;
@@ -56,7 +61,15 @@ public:
     std::optional<std::string> folderAnswer;
     std::vector<std::string> folderTitles;
     std::vector<std::string> folderStarts;
-    std::vector<std::string> opened;
+    std::vector<std::string> opened; // what went to the desktop's viewer
+    bool viewerTakes = true;         // false: no viewer on this desktop
+    std::optional<std::string> saveAnswer;
+
+protected:
+    bool LaunchViewer(const std::string& path) override {
+        opened.push_back(path);
+        return viewerTakes;
+    }
 };
 
 } // namespace wizardtest

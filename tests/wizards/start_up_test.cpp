@@ -12,6 +12,10 @@
 #include "wizard_fixture.h"
 #include "wizards/frm_wiz_options.h"
 #include "wizards/start_up.h"
+#include "wizards/text_viewer.h"
+
+#include <QApplication>
+#include <QClipboard>
 
 #include <cstdlib>
 
@@ -55,6 +59,15 @@ protected:
         return window ? window->objectName().toStdString() : "none";
     }
     std::string seen;
+
+    static QWidget* ViewerWindow() {
+        for (QWidget* w : QApplication::topLevelWidgets()) {
+            if (w->objectName() == "frmViewer" && w->isVisible()) {
+                return w;
+            }
+        }
+        return nullptr;
+    }
 };
 
 TEST_F(StartUpTest, EachDatabaseStateOpensItsWizardAndSwitchesOverrideIt) {
@@ -100,6 +113,36 @@ TEST_F(StartUpTest, TheDiagSwitchRunsTheReportWithoutAWindowWhateverTheState) {
         const std::string report = testsupport::ReadFile(home / "Ostrand.log");
         EXPECT_NE(report.find("{ } Testing completed at "), std::string::npos) << line;
     }
+}
+
+// Without a viewer on the desktop the report comes up in a window of
+// Ostrand's own, which keeps the program alive and can save and copy it.
+TEST_F(StartUpTest, AReportNoViewerOpensIsShownInOstrandsOwnWindow) {
+    ui.viewerTakes = false;
+    EXPECT_EQ(Opened("/diag"), "none");
+    ASSERT_TRUE(ui.ShowingDocument());
+    auto* viewer = qobject_cast<wizards::TextViewer*>(ViewerWindow());
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_EQ(viewer->Path(), settings.AppPath + "Ostrand.log");
+    const std::string report = testsupport::ReadFile(home / "Ostrand.log");
+    EXPECT_TRUE(viewer->Text().contains("Testing completed at"));
+    EXPECT_FALSE(viewer->Text().contains(QChar(u'\0')));
+
+    QTest::mouseClick(viewer->findChild<QPushButton*>("cmdCopy"), Qt::LeftButton);
+    EXPECT_EQ(QApplication::clipboard()->text(), viewer->Text());
+    ui.saveAnswer = (home / "sent-to-support.log").string();
+    QTest::mouseClick(viewer->findChild<QPushButton*>("cmdSave"), Qt::LeftButton);
+    EXPECT_EQ(testsupport::ReadFile(home / "sent-to-support.log"), report) << "byte for byte";
+
+    QTest::mouseClick(viewer->findChild<QPushButton*>("cmdClose"), Qt::LeftButton);
+    EXPECT_FALSE(ui.ShowingDocument());
+
+    // A help page is shown formatted, not as its markup.
+    ui.OpenDocument(wizards::HelpPage(settings.AppPath, "options"));
+    viewer = qobject_cast<wizards::TextViewer*>(ViewerWindow());
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_FALSE(viewer->Text().contains("<p>"));
+    EXPECT_FALSE(viewer->Text().isEmpty());
 }
 
 } // namespace

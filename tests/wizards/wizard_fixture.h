@@ -32,7 +32,7 @@ protected:
         startup::FillStartValues(settings, home.str());
         settings.RegistryFile = (home / "registry.reg").string();
         settings.UserSettingsFile = (home / "settings.ini").string();
-        startup::CreateWorkingFolders(settings.AppPath);
+        startup::CreateWorkingFolders(settings);
         std::filesystem::copy_file(std::filesystem::path(OSTRAND_BIN_DIR) / "Ketrova.ddf",
                                    home / "Ketrova.ddf");
     }
