@@ -205,6 +205,9 @@ void OperationGuard::End() {
     }
     std::error_code ec;
     fs::remove(MarkerPathFor(dbFile_), ec);
+    // Half of a marker being written when a run was cut off: ours, since only
+    // the holder of the lock writes one.
+    fs::remove(MarkerPathFor(dbFile_) + ".new", ec);
     std::string ignored;
     platform::FlushFolder(util::ParentFolder(dbFile_), ignored);
     lock_.Unlock();
@@ -245,13 +248,22 @@ bool OperationGuard::Write() {
 }
 
 std::optional<Marker> FindInterrupted(const std::string& dbFile) {
-    if (!util::FileExists(MarkerPathFor(dbFile))) {
+    const std::string marker = MarkerPathFor(dbFile);
+    const bool half = util::FileExists(marker + ".new");
+    if (!half && !util::FileExists(marker)) {
         return std::nullopt;
     }
     platform::FileLock probe;
     std::string error;
     if (!probe.TryLock(LockPathFor(dbFile), error)) {
         return std::nullopt; // its run is still going on
+    }
+    if (half && !util::FileExists(marker)) {
+        // The first marker of a run cut off while writing it: the run had
+        // done nothing yet, so there is nothing to recover, only this to go.
+        std::error_code ec;
+        fs::remove(marker + ".new", ec);
+        return std::nullopt;
     }
     return ReadMarker(dbFile);
 }

@@ -117,7 +117,11 @@ bool Recover(const std::string& dbFile, const platform::Clock& clock, bool putBa
     if (state != LeftState::Replaced) {
         RemoveOwnFile(old.replacement, old);
     }
-    DropCopyStillLinkedTo(old.safetyCopy, dbFile);
+    // A second name of the database made just before the run was cut off,
+    // before its marker could name it, is no copy either.
+    for (const auto& copy : ListSafetyCopies(dbFile)) {
+        DropCopyStillLinkedTo(copy.path, dbFile);
+    }
     guard.End();
     done += " What the interrupted " + old.operation + " left was cleaned up.";
     return true;
