@@ -167,9 +167,11 @@ TEST_F(PageFlowTest, NothingCanBePressedOrClosedWhileWorkRuns) {
         for (int i = 0; i < 4; ++i) {
             EXPECT_FALSE(w.Button(i)->isEnabled()) << i;
         }
-        // Presses and words arriving through the event loop do nothing.
+        // Presses, keys and words arriving through the event loop do nothing.
         QTest::mouseClick(w.Button(WizardWindow::ActionButton), Qt::LeftButton);
         QTest::mouseClick(w.Button(WizardWindow::BackButton), Qt::LeftButton);
+        QTest::keyClick(&w, Qt::Key_Return);
+        QTest::keyClick(&w, Qt::Key_Escape);
         w.RunCommand("WORK");
         w.RunCommand("FIRST");
         w.close();
