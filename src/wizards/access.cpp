@@ -62,6 +62,30 @@ QString Spoken(const QString& caption) {
     return spoken;
 }
 
+class LeastHeight final : public QObject {
+public:
+    explicit LeastHeight(QWidget* window) : QObject(window), window_(window) {
+        window->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        // A new width, or new texts that may wrap otherwise.
+        if (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest) {
+            if (const QLayout* layout = window_->layout()) {
+                const int least = layout->totalMinimumHeightForWidth(window_->width());
+                if (least != window_->minimumHeight()) {
+                    window_->setMinimumHeight(least);
+                }
+            }
+        }
+        return false;
+    }
+
+private:
+    QWidget* window_;
+};
+
 } // namespace
 
 WindowKey ReadWindowKey(const QKeyEvent* event) {
@@ -93,6 +117,10 @@ void SetTabOrderByLayout(QWidget* window) {
     for (qsizetype i = 1; i < controls.size(); ++i) {
         QWidget::setTabOrder(controls[i - 1], controls[i]);
     }
+}
+
+void KeepLeastHeightForWidth(QWidget* window) {
+    new LeastHeight(window);
 }
 
 } // namespace wizards

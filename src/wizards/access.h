@@ -1,7 +1,7 @@
 #pragma once
-// What keyboard users and screen readers need from every window of ours.
-// Qt gives a default button and an escape key only to dialogs; our windows
-// are plain widgets, so each reads the two keys itself through WindowKey.
+// What keyboard users, screen readers and large fonts need from every window
+// of ours. Qt gives a default button and an escape key only to dialogs; our
+// windows are plain widgets, so each reads the two keys itself.
 
 #include <QString>
 
@@ -27,5 +27,11 @@ void Describe(QWidget* control, const QString& name, const QString& description)
 // widgets and into scroll areas made of other widgets. Controls created
 // later than the ones below them would otherwise come last.
 void SetTabOrderByLayout(QWidget* window);
+
+// Keeps `window` at least as high as its layouts need at its present width.
+// Qt takes a window's least height from its layouts as if no text wrapped,
+// so a text that wraps into more lines in a narrow window squeezed the
+// controls below it.
+void KeepLeastHeightForWidth(QWidget* window);
 
 } // namespace wizards

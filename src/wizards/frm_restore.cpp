@@ -251,6 +251,7 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     cmd->addWidget(close);
     outer->addWidget(fraCmd);
     SetTabOrderByLayout(this);
+    KeepLeastHeightForWidth(this);
 }
 
 frmRestore::~frmRestore() {

@@ -80,6 +80,7 @@ TextViewer::TextViewer(const std::string& path, WizardUi& ui, QWidget* parent)
     connect(close_, &QPushButton::clicked, this, &QWidget::close);
     layout->addLayout(buttons);
     SetTabOrderByLayout(this);
+    KeepLeastHeightForWidth(this);
 }
 
 void TextViewer::keyPressEvent(QKeyEvent* event) {

@@ -210,6 +210,7 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     row->addWidget(buttons_[CancelButton]);
     outer->addLayout(row);
 
+    KeepLeastHeightForWidth(this);
     ui_.SetOwner(this);
     Register("HELP", [this] { OpenHelp(); });
 }
