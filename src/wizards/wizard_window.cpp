@@ -158,6 +158,10 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setFocusPolicy(Qt::NoFocus);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // Room for a usual page whole at the least size, measured in the window's
+    // font so that it grows with the font.
+    const QFontMetrics metrics(font());
+    scroll->setMinimumSize(metrics.averageCharWidth() * 48, metrics.lineSpacing() * 12);
     auto* pageArea = new QWidget(scroll);
     auto* stack = new QGridLayout(pageArea);
     stack->setContentsMargins(0, 0, 0, 0);
