@@ -60,9 +60,11 @@ click() {
     xdotool mousemove --window "$w" $(($2 * scale)) $(($3 * scale)) click 1
 }
 
-# The four windows, each in the state the README shows, from a fresh program folder.
-# The folder shows in the pictures, so it is named as an install would be.
+# The four windows, each in the state the README shows, from a fresh program
+# folder, at scale $1 (1 or 2), into pictures whose names end in $2. The
+# folder shows in the pictures, so it is named as an install would be.
 shoot_all() {
+    scale="$1" suffix="$2"
     work="$(mktemp -d /tmp/Ketrova.XXXX)"
     export KETROVA_HOME="$work/"
     export KETROVA_REGISTRY="$work/.registry.reg"
@@ -104,7 +106,7 @@ shoot_all() {
 }
 trap 'rm -rf "${work:-}"' EXIT
 
-scale=1 suffix="" shoot_all
-scale=1 suffix="-least" LEAST=1 shoot_all
-scale=2 suffix="-200" QT_SCALE_FACTOR=2 shoot_all
+shoot_all 1 ""
+LEAST=1 shoot_all 1 -least
+QT_SCALE_FACTOR=2 shoot_all 2 -200
 ls -l "$out"/*.png
