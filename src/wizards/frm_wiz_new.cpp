@@ -5,6 +5,7 @@
 #include "startup/registry.h"
 #include "startup/start_mode.h"
 #include "util/paths.h"
+#include "wizards/access.h"
 #include "wizards/bar_progress.h"
 
 #include <QButtonGroup>
@@ -19,15 +20,16 @@ namespace wizards {
 
 namespace {
 
-const char* const kInvalidDirectory =
-    "The directory path selected is not valid. Please select a directory\n"
-    "that exists and you have access rights to, and also make sure\n"
-    "there is disk space avaliable.\n\nPress OK to continue.";
+const char* const kInvalidDirectory = QT_TRANSLATE_NOOP(
+    "wizards::frmWizNew", "The directory path selected is not valid. Please select a directory\n"
+                          "that exists and you have access rights to, and also make sure\n"
+                          "there is disk space avaliable.\n\nPress OK to continue.");
 
 const char* const kDatabaseExists =
-    "A database already exists at the selected location. If you choose to\n"
-    "create a new database the old one will be overwritten and you will lose \n"
-    "all existing data.\n\nDo you want to continue creating a new database?";
+    QT_TRANSLATE_NOOP("wizards::frmWizNew",
+                      "A database already exists at the selected location. If you choose to\n"
+                      "create a new database the old one will be overwritten and you will lose \n"
+                      "all existing data.\n\nDo you want to continue creating a new database?");
 
 // A folder the new database can be written into: it exists and we may create
 // files there. The same test as ostrand-cli's, so both refuse the same folders.
@@ -38,16 +40,18 @@ bool UsableFolder(const std::string& folder) {
 } // namespace
 
 frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizNew", "Ketrova Database Wizard", 5,
+    : WizardWindow(context.settings, context.ui, "frmWizNew", tr("Ketrova Database Wizard"), 5,
                    "create", parent),
       context_(context) {
-    SetPageHeading(PageChoice, "Welcome to the Ketrova Database Wizard");
-    AddText(PageChoice, "No Ketrova database was found for this computer. You can create a new, "
-                        "empty database, or tell Ketrova where an existing database is kept.");
-    optNewDB_ = new QRadioButton("&Create a new database", Page(PageChoice));
+    SetPageHeading(PageChoice, tr("Welcome to the Ketrova Database Wizard"));
+    AddText(PageChoice, tr("No Ketrova database was found for this computer. You can create a new, "
+                           "empty database, or tell Ketrova where an existing database is kept."));
+    optNewDB_ = new QRadioButton(tr("&Create a new database"), Page(PageChoice));
     optNewDB_->setObjectName("optNewDB");
-    optConnect_ = new QRadioButton("C&onnect to an existing database", Page(PageChoice));
+    Describe(optNewDB_, {}, tr("Builds a new, empty database in a folder you choose"));
+    optConnect_ = new QRadioButton(tr("C&onnect to an existing database"), Page(PageChoice));
     optConnect_->setObjectName("optConnect");
+    Describe(optConnect_, {}, tr("Tells Ketrova the folder of a database it already has"));
     auto* group = new QButtonGroup(this);
     group->addButton(optNewDB_);
     group->addButton(optConnect_);
@@ -56,43 +60,46 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     PageLayout(PageChoice)->addWidget(optNewDB_);
     PageLayout(PageChoice)->addWidget(optConnect_);
     PageLayout(PageChoice)->addSpacing(12);
-    lblStoreProblem_ = AddText(PageChoice, {}, "lblStoreProblem");
+    lblStoreProblem_ =
+        AddText(PageChoice, {}, "lblStoreProblem", tr("Why the settings store cannot be used"));
     lblStoreProblem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     PageLayout(PageChoice)->addStretch(1);
     connect(optNewDB_, &QRadioButton::toggled, this, [this] { OptionChosen(); });
 
-    SetPageHeading(PageNewPath, "Location of the new database");
-    AddText(PageNewPath, "Choose the folder in which the new database will be created. The "
-                         "folder must already exist.");
-    txtNewPath_ = AddFolderRow(PageNewPath, "txtNewPath", "cmdChangeNewPath", "CHANGENEWPATH");
+    SetPageHeading(PageNewPath, tr("Location of the new database"));
+    AddText(PageNewPath, tr("Choose the folder in which the new database will be created. The "
+                            "folder must already exist."));
+    txtNewPath_ = AddFolderRow(PageNewPath, "txtNewPath", "cmdChangeNewPath", "CHANGENEWPATH",
+                               tr("Folder of the new database"));
     PageLayout(PageNewPath)->addStretch(1);
 
-    SetPageHeading(PageCreate, "Ready to create the database");
-    AddText(PageCreate, "The new database will be created in:");
-    lblCreateFolder_ = AddText(PageCreate, {}, "lblCreateFolder");
+    SetPageHeading(PageCreate, tr("Ready to create the database"));
+    AddText(PageCreate, tr("The new database will be created in:"));
+    lblCreateFolder_ =
+        AddText(PageCreate, {}, "lblCreateFolder", tr("The folder the database goes into"));
     lblCreateFolder_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     QFont bold = lblCreateFolder_->font();
     bold.setBold(true);
     lblCreateFolder_->setFont(bold);
     lblCreateFolder_->setContentsMargins(12, 0, 0, 0);
-    AddText(PageCreate, "Press Start to create it.");
+    AddText(PageCreate, tr("Press Start to create it."));
     PageLayout(PageCreate)->addSpacing(12);
-    const RunWidgets run = AddRunWidgets(PageCreate, "Creating the database ...");
+    const RunWidgets run = AddRunWidgets(PageCreate, tr("Creating the database ..."));
     lblDBCreate_ = run.caption;
     pgbMakeDB_ = run.bar;
     lblCreateStatus_ = run.status;
     PageLayout(PageCreate)->addStretch(1);
 
-    SetPageHeading(PageConnect, "Connect to an existing database");
-    AddText(PageConnect, "Choose the folder that holds the Ketrova database (Ketrova.mdb). Next "
-                         "becomes available once the database is found there.");
-    txtConnectPath_ =
-        AddFolderRow(PageConnect, "txtConnectPath", "cmdChangeConnectPath", "CHANGECONNECTPATH");
+    SetPageHeading(PageConnect, tr("Connect to an existing database"));
+    AddText(PageConnect, tr("Choose the folder that holds the Ketrova database (Ketrova.mdb). Next "
+                            "becomes available once the database is found there."));
+    txtConnectPath_ = AddFolderRow(PageConnect, "txtConnectPath", "cmdChangeConnectPath",
+                                   "CHANGECONNECTPATH", tr("Folder of the existing database"));
     PageLayout(PageConnect)->addStretch(1);
     connect(txtConnectPath_, &QLineEdit::textChanged, this, [this] { ConnectPathChanged(); });
 
-    SetPageHeading(PageFinish, "Ketrova Database Wizard");
-    lblFinish_ = AddText(PageFinish, {}, "lblFinish");
+    SetPageHeading(PageFinish, tr("Ketrova Database Wizard"));
+    lblFinish_ = AddText(PageFinish, {}, "lblFinish", tr("How the wizard ended"));
     PageLayout(PageFinish)->addStretch(1);
 
     Register("NODB", [this] { NODB(); });
@@ -141,14 +148,15 @@ void frmWizNew::NewDBPath() {
 void frmWizNew::CreateDB_1() {
     const std::string folder = util::AddBackslash(txtNewPath_->text().toStdString());
     if (!UsableFolder(folder)) {
-        ui_.MessageBox(kInvalidDirectory, util::Buttons::OK, util::Icon::Exclamation,
-                       "Invalid Directory");
+        ui_.MessageBox(tr(kInvalidDirectory).toStdString(), util::Buttons::OK,
+                       util::Icon::Exclamation, tr("Invalid Directory").toStdString());
         return;
     }
     if (util::FileExists(folder + "Ketrova.mdb") &&
         // Yes replaces the user's data: only a deliberate click may give it.
-        ui_.MessageBox(kDatabaseExists, util::Buttons::YesNoDefaultNo, util::Icon::Question,
-                       "Database Exists") != util::Answer::Yes) {
+        ui_.MessageBox(tr(kDatabaseExists).toStdString(), util::Buttons::YesNoDefaultNo,
+                       util::Icon::Question,
+                       tr("Database Exists").toStdString()) != util::Answer::Yes) {
         return;
     }
     WarnIfOnNetworkShare(folder);
@@ -213,27 +221,27 @@ void frmWizNew::MakeConnect() {
     WarnIfOnNetworkShare(folder);
     ResetAll(false, true, true, FaceNext);
     SetTag(ActionButton, "FINISH_SUCCESS");
-    SetPageHeading(PageFinish, "Database connected");
-    lblFinish_->setText("Ketrova will now use the database in " + QString::fromStdString(folder) +
-                        "\n\nPress Next to continue.");
+    SetPageHeading(PageFinish, tr("Database connected"));
+    lblFinish_->setText(tr("Ketrova will now use the database in %1\n\nPress Next to continue.")
+                            .arg(QString::fromStdString(folder)));
     ShowPage(PageFinish);
 }
 
 void frmWizNew::Finish_Success() {
     ResetAll(false, true, true, FaceSuccess);
-    SetPageHeading(PageFinish, "The database is ready");
-    lblFinish_->setText("The Ketrova database is now ready for use.\n\n" + BackupAdvice() +
+    SetPageHeading(PageFinish, tr("The database is ready"));
+    lblFinish_->setText(tr("The Ketrova database is now ready for use.") + "\n\n" + BackupAdvice() +
                         KeptCopyText());
     ShowPage(PageFinish);
 }
 
 void frmWizNew::Finish_Failure() {
     ResetAll(false, true, true, FaceFailure);
-    SetPageHeading(PageFinish, "The database could not be created");
+    SetPageHeading(PageFinish, tr("The database could not be created"));
     const std::string cause = startup::LastErrorLine(startup::RunLogPath(settings_));
     lblFinish_->setText(
-        FailureText("Database creation failure.", startup::RunLogFolder(settings_)) +
-        (cause.empty() ? QString() : "\n\nCause: " + QString::fromStdString(cause)) +
+        FailureText(tr("Database creation failure."), startup::RunLogFolder(settings_)) +
+        (cause.empty() ? QString() : "\n\n" + tr("Cause: %1").arg(QString::fromStdString(cause))) +
         KeptCopyText());
     ShowPage(PageFinish);
 }
@@ -242,20 +250,21 @@ QString frmWizNew::KeptCopyText() const {
     if (kept_.path.empty()) {
         return {};
     }
-    return "\n\nThe database that was there before is kept:\n" +
-           QString::fromStdString(safety::SafetyCopyLine(kept_));
+    return "\n\n" + tr("The database that was there before is kept:\n%1")
+                        .arg(QString::fromStdString(safety::SafetyCopyLine(kept_)));
 }
 
 void frmWizNew::ChangeNewPath() {
-    if (auto folder = ui_.BrowseFolder(
-            this, "Select directory for new database:", txtNewPath_->text().toStdString())) {
+    if (auto folder = ui_.BrowseFolder(this, tr("Select directory for new database:").toStdString(),
+                                       txtNewPath_->text().toStdString())) {
         txtNewPath_->setText(QString::fromStdString(*folder));
     }
 }
 
 void frmWizNew::ChangeConnectPath() {
-    if (auto folder = ui_.BrowseFolder(this, "Select directory where database is located:",
-                                       txtConnectPath_->text().toStdString())) {
+    if (auto folder =
+            ui_.BrowseFolder(this, tr("Select directory where database is located:").toStdString(),
+                             txtConnectPath_->text().toStdString())) {
         txtConnectPath_->setText(QString::fromStdString(*folder));
     }
 }
