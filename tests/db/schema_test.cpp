@@ -113,13 +113,27 @@ TEST_F(Schema, DeclaredTypesMapBothWays) {
     EXPECT_EQ(DeclaredFromType(adWChar, 4), "CHAR(4)");
 
     const std::pair<const char*, int16_t> synonyms[] = {
-        {"int", adInteger},           {"LONG", adInteger},       {"unsigned big int", adInteger},
-        {"REAL", adDouble},           {"float", adDouble},       {"double precision", adDouble},
-        {"money", adCurrency},        {"date", adDate},          {"timestamp", adDate},
-        {"bit", adBoolean},           {"BOOL", adBoolean},       {"text", adVarWChar},
-        {"nvarchar(30)", adVarWChar}, {"character(2)", adWChar}, {"memo", adLongVarWChar},
-        {"LONGTEXT", adLongVarWChar}, {"clob", adLongVarWChar},  {"blob", adLongVarBinary},
-        {"decimal(10,2)", adNumeric}, {"", adVariant},
+        {"int", adInteger},
+        {"LONG", adInteger},
+        {"unsigned big int", adInteger},
+        {"REAL", adDouble},
+        {"float", adDouble},
+        {"double precision", adDouble},
+        {"money", adCurrency},
+        {"date", adDate},
+        {"timestamp", adDate},
+        {"bit", adBoolean},
+        {"BOOL", adBoolean},
+        {"text", adVarWChar},
+        {"nvarchar(30)", adVarWChar},
+        {"character(2)", adWChar},
+        {"memo", adLongVarWChar},
+        {"LONGTEXT", adLongVarWChar},
+        {"clob", adLongVarWChar},
+        {"blob", adLongVarBinary},
+        {"decimal(10,2)", adNumeric},
+        {"", adVariant},
+        {"national\t\r\n  character", adWChar},
     };
     for (auto [name, type] : synonyms) {
         EXPECT_EQ(TypeFromDeclared(name).DataType, type) << name;
@@ -275,6 +289,37 @@ TEST_F(Schema, DeleteIndexesGoesOnPastWhatItCannotDrop) {
     EXPECT_TRUE(DeleteIndexes(settings, connection));
     EXPECT_EQ(Log(), "{*} prv_DeleteIndexes: error deleting database index\r\n"
                      "{*} prv_DeleteIndexes: error deleting database index\r\n");
+}
+
+// The upgrade rebuilds a table from its columns alone only when nothing else
+// holds to it or lives in its definition; a word inside a literal or a quoted
+// name does not count.
+TEST_F(Schema, OnlyAPlainTableMayBeRebuiltFromItsColumns) {
+    const std::pair<const char*, bool> tables[] = {
+        {"(a INTEGER, b VARCHAR(5) DEFAULT 'check', \"collate\" TEXT, [references] INT)", true},
+        {"(a INTEGER PRIMARY KEY)", false},
+        {"(a INTEGER UNIQUE)", false},
+        {"(a INTEGER CHECK (a > 0))", false},
+        {"(a TEXT COLLATE NOCASE)", false},
+        {"(a INTEGER REFERENCES U (b))", false},
+        {"(a INTEGER, b INTEGER AS (a + 1))", false},
+        {"(a INTEGER) STRICT", false},
+        {"(a INTEGER PRIMARY KEY, b TEXT) WITHOUT ROWID", false},
+        {"(rowid INTEGER)", false}};
+    for (const auto& [definition, plain] : tables) {
+        SCOPED_TRACE(definition);
+        Exec("DROP TABLE IF EXISTS T");
+        Exec(std::string("CREATE TABLE T ") + definition);
+        EXPECT_EQ(IsPlainTable(connection, "t"), plain);
+    }
+    Exec("CREATE TABLE Plain (a INTEGER)");
+    Exec("CREATE TRIGGER Tr AFTER INSERT ON plain BEGIN SELECT 1; END");
+    EXPECT_FALSE(IsPlainTable(connection, "Plain"));
+    Exec("DROP TRIGGER Tr");
+    EXPECT_TRUE(IsPlainTable(connection, "Plain"));
+    EXPECT_FALSE(IsPlainTable(connection, "Nowhere"));
+    Exec("CREATE VIEW V AS SELECT 1"); // any view: it may name the table
+    EXPECT_FALSE(IsPlainTable(connection, "Plain"));
 }
 
 TEST_F(Schema, ObsoleteColumnsGoButATableKeepsItsLastOne) {
