@@ -87,6 +87,12 @@ TEST_F(Records, EditsAreWrittenBackByRowAndMovingSavesThem) {
     rs.SetField("Pets", -1);
     rs.Update();
     EXPECT_EQ(CountRecords(connection, "Lease", "Pets = True"), 2);
+    // Only the fields set are written: a change made meanwhile to another stays.
+    ASSERT_TRUE(ExecuteSQL(connection, "UPDATE Lease SET Notes = 'meanwhile' WHERE IdLease = 11"));
+    rs.SetField("Rate", 2.5);
+    rs.Update();
+    EXPECT_EQ(Scalar("SELECT Notes || Rate FROM Lease WHERE IdLease = 11").AsText(),
+              "meanwhile2.5");
     // A row deleted meanwhile is not written back.
     ASSERT_TRUE(ExecuteSQL(connection, "DELETE * FROM Lease WHERE IdLease = 11"));
     rs.SetField("Rent", 1000);

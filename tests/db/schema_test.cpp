@@ -134,6 +134,7 @@ TEST_F(Schema, DeclaredTypesMapBothWays) {
         {"decimal(10,2)", adNumeric},
         {"", adVariant},
         {"national\t\r\n  character", adWChar},
+        {"bigmemo", adLongVarWChar},
     };
     for (auto [name, type] : synonyms) {
         EXPECT_EQ(TypeFromDeclared(name).DataType, type) << name;
@@ -214,7 +215,11 @@ TEST_F(Schema, AddWidenAndRemoveKeepEveryValue) {
                   .AsText(),
               "1'Alder''first'12.340NULL|2'Featherstonehaugh-Cholmondeley'NULL-50NULL|"
               "3'00042''0012'00NULL");
-    EXPECT_EQ(ListColumns(connection, "Tenant").size(), 6u); // no Obsolete, no t_Column
+    const auto columns = ListColumns(connection, "Tenant"); // no Obsolete, no t_Column
+    ASSERT_EQ(columns.size(), 6u);
+    for (const auto& c : columns) {
+        EXPECT_EQ(c.NotNull, c.Name == "Hide") << c.Name; // Booleans hold no NULL
+    }
     EXPECT_EQ(IndexNames("Tenant"), (std::vector<std::string>{"IdTenant", "LastName"}));
     EXPECT_EQ(IndexNames("WorkOrder"), (std::vector<std::string>{"IdTenant", "IdWorkOrder"}));
     EXPECT_NE(Log().find("{ } Table {WorkOrder} being created\r\n"), std::string::npos);
