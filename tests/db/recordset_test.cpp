@@ -141,6 +141,7 @@ TEST_F(Records, NewRowsTakeDefaultsAndBecomeCurrent) {
 TEST_F(Records, JoinsAndAggregatesAreReadOnly) {
     Exec("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER)");
     Exec("INSERT INTO RentLog VALUES (1, 10), (2, 77), (3, 78)");
+    Exec("CREATE TABLE Code (Code VARCHAR(4) PRIMARY KEY) WITHOUT ROWID");
     Recordset rs;
     EXPECT_EQ(OpenRecordset("SELECT * FROM RentLog LEFT JOIN Lease ON RentLog.IdLease = "
                             "Lease.IdLease WHERE Lease.IdLease IS NULL",
@@ -164,6 +165,7 @@ TEST_F(Records, JoinsAndAggregatesAreReadOnly) {
     // outermost select list counts, and literals are passed over.
     const std::pair<const char*, bool> cases[] = {
         {"SELECT Count(*) AS Result FROM Lease", false},
+        {"SELECT * FROM RentLog, Code", false}, // only one of them has a row key
         {"SELECT DISTINCT TermType FROM Lease", false},
         {"SELECT TermType, Count(*) AS n FROM Lease GROUP BY TermType", false},
         {"SELECT TermType FROM Lease GROUP BY TermType HAVING TermType > ''", false},
