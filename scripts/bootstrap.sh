@@ -9,7 +9,7 @@ packages=(
     libcli11-dev                # ostrand-cli's command line
     libx11-dev                  # window list of the diagnostics report
     mdbtools-dev mdbtools       # reading Windows databases; the tools for tests and benchmarks
-    googletest libgtest-dev     # core tests
+    googletest libgtest-dev libgmock-dev  # core tests; gmock for their text matchers
     qt6-base-dev                # the wizards (Widgets) and their tests (Test)
     qt6-l10n-tools              # lupdate: the windows' translation template
     xvfb xauth                  # running the GUI without a display

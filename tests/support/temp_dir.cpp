@@ -43,4 +43,11 @@ void WriteFile(const std::filesystem::path& p, const std::string& bytes) {
     out << bytes;
 }
 
+std::string JoinLines(const std::vector<std::string>& lines, const std::string& end, bool endLast) {
+    std::string text;
+    for (size_t i = 0; i < lines.size(); ++i)
+        text += lines[i] + (endLast || i + 1 < lines.size() ? end : "");
+    return text;
+}
+
 } // namespace testsupport
