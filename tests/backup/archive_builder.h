@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace backuptest {
@@ -23,34 +22,28 @@ inline void PutBlankPadded(std::string& out, size_t at, const std::string& text,
 }
 
 // One header and its data. The length is the data's and the start follows
-// the header unless given, so damaged headers are one argument away.
+// the header unless given, so a damaged header is one argument away.
 struct Entry {
     Entry(std::string n, std::string d, int16_t t = 1, std::optional<int32_t> l = {}, int32_t s = 0,
           std::string when = "3/14/2009 4:05:06 PM")
-        : name(std::move(n)), data(std::move(d)), type(t), length(l), start(s),
-          date(std::move(when)) {}
-    std::string name, data;
+        : name(n), data(d), date(when), type(t), start(s), length(l) {}
+    std::string name, data, date;
     int16_t type;
-    std::optional<int32_t> length;
     int32_t start;
-    std::string date;
+    std::optional<int32_t> length;
 };
 
-inline void Append(std::string& archive, const Entry& e) {
-    std::string h(500, '\0');
-    PutBlankPadded(h, 0, e.name, 260);
-    PutLE(h, 260, e.type, 2);
-    PutLE(h, 262, 2, 2);
-    PutLE(h, 264, e.length.value_or(static_cast<int32_t>(e.data.size())), 4);
-    PutLE(h, 268, e.start != 0 ? e.start : static_cast<int64_t>(archive.size()) + 501, 4);
-    PutBlankPadded(h, 272, e.date, 30);
-    archive += h + e.data;
-}
-
-inline std::string Archive(const std::vector<Entry>& entries) {
-    std::string archive;
-    for (const Entry& e : entries)
-        Append(archive, e);
+inline std::string Archive(const std::vector<Entry>& entries, std::string archive = "") {
+    for (const Entry& e : entries) {
+        std::string h(500, '\0');
+        PutBlankPadded(h, 0, e.name, 260);
+        PutLE(h, 260, e.type, 2);
+        PutLE(h, 262, 2, 2);
+        PutLE(h, 264, e.length.value_or(static_cast<int32_t>(e.data.size())), 4);
+        PutLE(h, 268, e.start != 0 ? e.start : static_cast<int64_t>(archive.size()) + 501, 4);
+        PutBlankPadded(h, 272, e.date, 30);
+        archive += h + e.data;
+    }
     return archive;
 }
 
@@ -59,10 +52,8 @@ inline std::string Archive(const std::vector<Entry>& entries) {
 inline std::string Pattern(size_t size, unsigned seed = 1) {
     std::string s(size, '\0');
     uint32_t x = seed * 2654435761u + 1;
-    for (char& c : s) {
-        x = x * 1103515245u + 12345u;
-        c = static_cast<char>(x >> 24);
-    }
+    for (char& c : s)
+        c = static_cast<char>((x = x * 1103515245u + 12345u) >> 24);
     return s;
 }
 

@@ -1,5 +1,7 @@
 #include "support/temp_dir.h"
 
+#include "db/connection.h"
+
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -41,6 +43,15 @@ std::string ReadFile(const std::filesystem::path& p) {
 void WriteFile(const std::filesystem::path& p, const std::string& bytes) {
     std::ofstream out(p, std::ios::binary | std::ios::trunc);
     out << bytes;
+}
+
+void MakeDatabase(const std::string& file, const std::string& sql) {
+    std::string error;
+    if (!db::CreateDatabaseFile(file, error))
+        throw std::runtime_error(error);
+    db::Connection c;
+    c.Open(file);
+    c.Execute(sql);
 }
 
 std::string JoinLines(const std::vector<std::string>& lines, const std::string& end, bool endLast) {

@@ -32,6 +32,9 @@ std::vector<std::string> ScratchLeft(const std::filesystem::path& folder);
 std::string ReadFile(const std::filesystem::path& p);
 void WriteFile(const std::filesystem::path& p, const std::string& bytes);
 
+// A whole database made by the engine at `file`, with `sql` run in it.
+void MakeDatabase(const std::string& file, const std::string& sql);
+
 // The lines joined by `end`, which also follows the last unless `endLast` is false:
 // expected texts with interpolated paths, one line of text to a line of code.
 std::string JoinLines(const std::vector<std::string>& lines, const std::string& end = "\r\n",
