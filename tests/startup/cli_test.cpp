@@ -6,119 +6,83 @@
 #include "support/temp_dir.h"
 
 #include <filesystem>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+using testing::HasSubstr;
 using testsupport::CliResult;
-using testsupport::RunCli;
-using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
 
-class Cli {
-public:
+struct Cli {
+    testsupport::TempDir dir;
+    std::string home = dir.str() + "home/", data = dir.str() + "data/";
     Cli() {
-        fs::create_directory(dir.path() / "home");
-        fs::create_directory(dir.path() / "data");
+        fs::create_directory(home);
+        fs::create_directory(data);
     }
-    std::string Home() const { return dir.str() + "home/"; }
-    std::string Data() const { return dir.str() + "data/"; }
-    std::string Registry() const { return dir.str() + "registry.reg"; }
-
-    CliResult Run(const std::string& args) const { return RunCli(dir.str(), args); }
-
-    void RegisterDatabase(const std::string& name, const std::string& version) {
-        platform::RegistryStore reg(Registry());
-        startup::RegWriteString(reg, startup::DatabasesKey, name, Data());
-        WriteFile(dir.path() / "data/Ketrova.mdb", "db");
-        WriteFile(dir.path() / "data/Version", version);
+    CliResult Run(const std::string& args) const { return testsupport::RunCli(dir.str(), args); }
+    void Register(const std::string& name, const std::string& version) const {
+        startup::RegWriteString(platform::RegistryStore(dir.str() + "registry.reg"),
+                                startup::DatabasesKey, name, data);
+        WriteFile(data + "Ketrova.mdb", "db");
+        WriteFile(data + "Version", version);
     }
-
-    TempDir dir;
 };
 
 } // namespace
 
-TEST(CliStartup, ModePrintsEverySettingInOrderThenStatusAndChoice) {
+TEST(CliStartup, ModeAndLocateShowTheSettingsTheDatabaseAndWhatOpens) {
     Cli cli;
     CliResult r = cli.Run("mode -- /Expert /AppStart=Rentora /loadfile=Lease.doc");
     EXPECT_EQ(r.exitCode, 0);
-    const std::string h = cli.Home();
-    EXPECT_EQ(r.out, "AppPath = " + h +
-                         "\n"
-                         "ReportsPath = " +
-                         h +
-                         "Reports/\n"
-                         "SysReportName = SysReport\n"
-                         "HelpFile = " +
-                         h +
-                         "Ketrova.chm\n"
-                         "CatalogsPresent = False\n"
-                         "LoadFile = lease.doc\n"
-                         "Expert = True\n"
-                         "AppStart = rentora\n"
-                         "AltDB = Default\n"
-                         "Diag = False\n"
-                         "NoDB = False\n"
-                         "UpgradeSwitch = False\n"
-                         "Warn = True\n"
-                         "LogFileNo = 0\n"
-                         "DBPath = \n"
-                         "DBFile = \n"
-                         "UserID = 1\n"
-                         "CurrentUser = Administrator\n"
-                         "SecurityLevel = 9\n"
-                         "DBStatus = 1\n"
-                         "Opens = create\n");
-    for (const char* f : {"db", "Backup", "Docs", "Files"}) {
-        EXPECT_TRUE(fs::is_directory(cli.dir.path() / "home" / f)) << f;
-    }
-}
+    EXPECT_THAT(r.out, testing::StartsWith("AppPath = " + cli.home + "\n"));
+    EXPECT_THAT(r.out, HasSubstr("\nLoadFile = lease.doc\nExpert = True\nAppStart = rentora\n"));
+    EXPECT_THAT(r.out, testing::EndsWith("\nDBPath = \nDBFile = \nUserID = 1\nCurrentUser = "
+                                         "Administrator\nSecurityLevel = 9\nDBStatus = 1\n"
+                                         "Opens = create\n"));
+    cli.Register("Default", "8\r\n");
+    r = cli.Run("mode");
+    EXPECT_THAT(r.out, HasSubstr("DBPath = " + cli.data + "\n"));
+    EXPECT_THAT(r.out, HasSubstr("DBStatus = 2\nOpens = upgrade\n"));
+    // The command line's name wins over the option's.
+    r = cli.Run("mode --altdb branch2 -- /diag /altdb=Default");
+    EXPECT_THAT(r.out, HasSubstr("AltDB = default\n"));
+    EXPECT_THAT(r.out, HasSubstr("DBStatus = 2\nOpens = diagnostics\n"));
 
-TEST(CliStartup, ModeTakesTheLocatedDatabaseAndLetsTheCommandLineNameWin) {
-    Cli cli;
-    cli.RegisterDatabase("Default", "8\r\n");
-    std::string out = cli.Run("mode").out;
-    EXPECT_NE(out.find("DBPath = " + cli.Data() + "\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("DBStatus = 2\nOpens = upgrade\n"), std::string::npos) << out;
-    out = cli.Run("mode --altdb branch2 -- /diag /altdb=Default").out;
-    EXPECT_NE(out.find("AltDB = default\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("DBStatus = 2\nOpens = diagnostics\n"), std::string::npos) << out;
-}
-
-TEST(CliStartup, LocatePrintsTheSixLinesAndTheStatus) {
-    Cli cli;
-    cli.RegisterDatabase("Branch2", "10\r\n");
-    CliResult r = cli.Run("locate --altdb branch2");
+    cli.Register("Branch2", "10\r\n");
+    r = cli.Run("locate --altdb branch2");
     EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "{ } Registry value exists : True\n"
-                     "{ } Database path         : " +
-                         cli.Data() +
-                         "\n"
-                         "{ } Database file         : " +
-                         cli.Data() +
-                         "Ketrova.mdb\n"
-                         "{ } DB File exists        : True\n"
-                         "{ } DB Current Version    : 9\n"
-                         "{ } DB Existing Version   : 10\n"
-                         "DBStatus = 0\n");
-    CliResult missing = cli.Run("locate");
-    EXPECT_EQ(missing.exitCode, 0);
-    EXPECT_NE(missing.out.find("{ } Registry value exists : False\n"), std::string::npos);
-    EXPECT_NE(missing.out.find("DBStatus = 1\n"), std::string::npos);
+    EXPECT_THAT(r.out, HasSubstr("{ } DB File exists        : True\n{ } DB Current Version    : 9\n"
+                                 "{ } DB Existing Version   : 10\nDBStatus = 0\n"));
+    // A newer database opens no wizard that could change it.
+    EXPECT_EQ(cli.Run("mode --altdb branch2").exitCode, 1);
     EXPECT_EQ(cli.Run("locate --no-such-option").exitCode, 2);
 }
 
-TEST(CliStartup, CommandsOnTheDatabaseRefuseWhenNoneIsRegistered) {
-    // Without a registered folder the database name would be relative to
-    // wherever the command runs: nothing may be opened, compacted or logged.
+// Without a registered folder a database name would be relative to wherever
+// the command runs; without a readable store the database is unknown, not
+// missing, and a new one must not be offered in its place.
+TEST(CliStartup, WithoutARegisteredFolderOrAReadableStoreNothingIsTouched) {
     Cli cli;
     for (const char* command : {"compact", "upgrade", "schema"}) {
-        SCOPED_TRACE(command);
-        CliResult r = cli.Run(command);
-        EXPECT_EQ(r.exitCode, 1);
+        const CliResult r = cli.Run(command);
+        EXPECT_EQ(r.exitCode, 1) << command;
         EXPECT_EQ(r.out, "");
     }
-    EXPECT_FALSE(fs::exists(cli.Home() + "Ostrand.log"));
+    EXPECT_FALSE(fs::exists(cli.home + "Ostrand.log"));
+
+    const std::string damaged = "\x7f"
+                                "ELF[broken\n\"x\"=\"\xff";
+    WriteFile(cli.dir / "registry.reg", damaged);
+    for (const char* command : {"mode", "locate", "compact"}) {
+        const CliResult r = cli.Run(command);
+        EXPECT_EQ(r.exitCode, 1) << command;
+        EXPECT_EQ(r.out, "");
+        EXPECT_THAT(r.err, HasSubstr("registry.reg is damaged"));
+        EXPECT_THAT(r.err,
+                    HasSubstr("Until it is put right, Ostrand cannot tell where the database is"));
+    }
+    EXPECT_EQ(testsupport::ReadFile(cli.dir / "registry.reg"), damaged);
 }
