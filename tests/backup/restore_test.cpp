@@ -60,7 +60,8 @@ struct RunFolder {
 // The bytes of a small, whole database holding `text`.
 std::string DatabaseBytes(const std::string& text) {
     TempDir dir;
-    testsupport::MakeDatabase(dir.str() + "k.mdb", "CREATE TABLE T AS SELECT '" + text + "' AS x");
+    testsupport::MakeDatabase(dir.str() + "k.mdb",
+                              {"CREATE TABLE T AS SELECT '" + text + "' AS x"});
     return ReadFile(dir / "k.mdb");
 }
 

@@ -82,11 +82,7 @@ struct Operation {
     std::function<void(const Installation&, const std::string& before)> expectWhole;
 };
 
-int64_t Scalar(const std::string& db, const std::string& sql) {
-    db::Connection c;
-    c.Open(db);
-    return c.Scalar(sql).AsInt();
-}
+using safetytest::SafetyTest;
 
 std::vector<Operation> Operations() {
     const upgradetest::Population pop;
@@ -109,26 +105,22 @@ std::vector<Operation> Operations() {
                  return;
              }
              ASSERT_EQ(version, 9);
-             EXPECT_EQ(Scalar(in.db, "SELECT Count(*) FROM Contact"), contacts);
-             EXPECT_EQ(Scalar(in.db, "SELECT Count(*) FROM sqlite_master WHERE name = 'Property'"),
-                       0);
+             EXPECT_EQ(SafetyTest::Count(in.db, "Contact"), contacts);
+             EXPECT_EQ(SafetyTest::Count(in.db, "sqlite_master WHERE name = 'Property'"), 0);
          }},
         {"compact",
          {"compact"},
          [](const std::string& folder) {
-             std::string error;
-             ASSERT_TRUE(db::CreateDatabaseFile(folder + "Ketrova.mdb", error)) << error;
-             db::Connection c;
-             c.Open(folder + "Ketrova.mdb");
-             c.Execute("CREATE TABLE RentLog (IdRentLog INTEGER, Memo VARCHAR(255))");
-             c.Execute(
-                 "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
-                 "WHERE i < 20000) INSERT INTO RentLog SELECT i, printf('%.200c', 'm') FROM n");
-             c.Execute("DELETE FROM RentLog WHERE IdRentLog % 3 = 0");
+             testsupport::MakeDatabase(
+                 folder + "Ketrova.mdb",
+                 {"CREATE TABLE RentLog (IdRentLog INTEGER, Memo VARCHAR(255))",
+                  "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
+                  "INSERT INTO RentLog SELECT i, printf('%.200c', 'm') FROM n",
+                  "DELETE FROM RentLog WHERE IdRentLog % 3 = 0"});
              testsupport::WriteFile(folder + "Version", "9\r\n");
          },
          [](const Installation& in, const std::string&) {
-             EXPECT_EQ(Scalar(in.db, "SELECT Count(*) FROM RentLog"), 13334);
+             EXPECT_EQ(SafetyTest::Count(in.db, "RentLog"), 13334);
          }},
     };
 }

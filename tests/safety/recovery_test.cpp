@@ -9,6 +9,8 @@
 
 #include <filesystem>
 #include <functional>
+#include <gmock/gmock.h>
+#include <optional>
 
 namespace {
 
@@ -42,9 +44,8 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
             safety::DatabaseHold hold;
             safety::SafetyCopy copy;
             std::string error;
-            const auto clock = At(9, 0, 0);
             if (hold.Begin(t.dbFile, error) &&
-                safety::KeepDatabaseAside(t.dbFile, "upgrade", clock, copy, error))
+                safety::KeepDatabaseAside(t.dbFile, "upgrade", At(9, 0, 0), copy, error))
                 g.SetSafetyCopy(copy.path);
             const std::string w = t.Replacement(hold);
             g.AddLeftover(w);
@@ -71,8 +72,7 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
          [](RecoveryTest& t, safety::OperationGuard& g) {
              safety::SafetyCopy copy;
              std::string error;
-             const auto clock = At(9, 0, 0);
-             safety::MakeSafetyCopy(t.dbFile, "restore", clock, copy, error);
+             safety::MakeSafetyCopy(t.dbFile, "restore", At(9, 0, 0), copy, error);
              g.SetSafetyCopy(copy.path);
              g.SetDatabaseTouched(true);
              t.Exec("DELETE FROM Tenant");
@@ -89,8 +89,7 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
         SCOPED_TRACE(c.what);
         Fresh();
         InChildThatDies([&] {
-            const auto clock = At(9, 0, 0);
-            safety::OperationGuard guard(dbFile, "upgrade", clock);
+            safety::OperationGuard guard(dbFile, "upgrade", At(9, 0, 0));
             std::string error;
             if (guard.Begin(error))
                 c.stage(*this, guard);
@@ -123,9 +122,7 @@ public:
     // A copy of the two tenants at version 8, then a third tenant at version 9.
     void SetUp() override {
         SafetyTest::SetUp();
-        std::string error;
-        const auto clock = At(9, 0, 0);
-        ASSERT_TRUE(safety::MakeSafetyCopy(dbFile, "upgrade", clock, copy, error)) << error;
+        ASSERT_TRUE(safety::MakeSafetyCopy(dbFile, "upgrade", At(9, 0, 0), copy, error)) << error;
         Exec("INSERT INTO Tenant VALUES (3, 'Cy')");
         WriteFile(dir / "Version", "9\r\n");
         settings.DBPath = dir.str();
@@ -133,7 +130,7 @@ public:
         settings.LogFileNo =
             startup::OpenLogFile(settings.Files, (dir / "Ostrand.log").string(), 1, 0);
     }
-    bool PutBack(const std::string& name, const safety::SpaceQuery& space = platform::QueryVolume) {
+    bool PutBack(const std::string& name) {
         const bool ok = safety::PutBackSafetyCopy(settings, name, At(10, 0, 0), kept, error, space);
         startup::CloseFile(settings.Files, settings.LogFileNo);
         settings.LogFileNo = 0;
@@ -143,6 +140,7 @@ public:
     startup::RunSettings settings;
     safety::SafetyCopy copy, kept;
     std::string error;
+    safety::SpaceQuery space = platform::QueryVolume;
 };
 
 TEST_F(PutBackTest, PutsTheCopyAndItsVersionBackAndKeepsWhatWasThere) {
@@ -160,46 +158,35 @@ TEST_F(PutBackTest, PutsTheCopyAndItsVersionBackAndKeepsWhatWasThere) {
 }
 
 TEST_F(PutBackTest, ARefusedPutBackLeavesTheDatabaseAsItWas) {
-    struct Case {
-        const char* what;
-        std::function<void(PutBackTest&)> prepare;
-        const char* said;
-    };
-    const Case cases[] = {
-        {"no such copy", [](PutBackTest& t) { t.copy.name = "Ketrova-other.mdb"; },
-         "There is no safety copy named Ketrova-other.mdb"},
-        {"newer database", [](PutBackTest&) {}, "is version 12, newer than version 9"},
-        {"copy fails its check",
-         [](PutBackTest& t) { WriteFile(t.copy.path, std::string(8192, 'x')); },
-         "fails the database check"},
-        {"no room", [](PutBackTest&) {}, "bytes are needed"},
-        {"another program", [](PutBackTest&) {}, " is open in "},
-        {"another Ostrand", [](PutBackTest&) {}, "Another Ostrand is working on"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    const std::pair<const char*, const char*> cases[] = {
+        {"no such copy", "There is no safety copy named Ketrova-other.mdb"},
+        {"newer database", "is version 12, newer than version 9"},
+        {"copy fails its check", "fails the database check"},
+        {"no room", "bytes are needed"},
+        {"another program", " is open in "},
+        {"another Ostrand", "Another Ostrand is working on"}};
+    for (const auto& [what, said] : cases) {
+        SCOPED_TRACE(what);
         Fresh();
-        c.prepare(*this);
-        const std::string what = c.what;
-        if (what == "newer database")
-            WriteFile(dir / "Version", "12\r\n");
-        const std::string db = ReadFile(dbFile), version = ReadFile(dir / "Version");
+        const std::string_view w = what;
+        copy.name = w == "no such copy" ? "Ketrova-other.mdb" : copy.name;
+        WriteFile(dir / "Version", w == "newer database" ? "12\r\n" : "9\r\n");
+        if (w == "copy fails its check")
+            WriteFile(copy.path, std::string(8192, 'x'));
+        space = w == "no room" ? safety::SpaceQuery(safetytest::FullDisk) : platform::QueryVolume;
         std::optional<safetytest::HeldOpenElsewhere> other;
-        if (what == "another program")
+        if (w == "another program")
             other.emplace(dbFile);
         safety::OperationGuard busy(dbFile, "compact", At(9, 30, 0));
-        if (what == "another Ostrand") {
-            ASSERT_TRUE(busy.Begin(error));
-        }
-
-        EXPECT_FALSE(what == "no room" ? PutBack(copy.name, safetytest::FullDisk)
-                                       : PutBack(copy.name));
-        EXPECT_NE(error.find(c.said), std::string::npos) << error;
+        ASSERT_TRUE(w != "another Ostrand" || busy.Begin(error));
+        const std::string db = ReadFile(dbFile), version = ReadFile(dir / "Version");
+        EXPECT_FALSE(PutBack(copy.name));
+        EXPECT_THAT(error, testing::HasSubstr(said));
         EXPECT_TRUE(ReadFile(dbFile) == db);
         EXPECT_EQ(ReadFile(dir / "Version"), version);
         EXPECT_EQ(kept.path, "");
         EXPECT_EQ(safety::ListSafetyCopies(dbFile).size(), 1u);
-        EXPECT_NE(ReadFile(dir / "Ostrand.log").find("{*} " + error), std::string::npos);
+        EXPECT_THAT(ReadFile(dir / "Ostrand.log"), testing::HasSubstr("{*} " + error));
     }
 }
 

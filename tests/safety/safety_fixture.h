@@ -6,17 +6,19 @@
 #include "db/connection.h"
 #include "platform/clock.h"
 #include "platform/volume.h"
+#include "support/machine.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace safetytest {
+
+using testsupport::HeldOpenElsewhere;
 
 inline platform::FixedClock At(int hour, int minute, int second) {
     return platform::FixedClock({2026, 11, 23, hour, minute, second});
@@ -33,11 +35,10 @@ inline platform::VolumeSpace FullDisk(const std::string&) {
 class SafetyTest : public ::testing::Test {
 public:
     void SetUp() override {
-        dbFile = (dir / "Ketrova.mdb").string();
-        std::string error;
-        ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
-        Exec("CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))");
-        Exec("INSERT INTO Tenant VALUES (1, 'Ada'), (2, 'Bo')");
+        dbFile = dir.str() + "Ketrova.mdb";
+        testsupport::MakeDatabase(dbFile,
+                                  {"CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))",
+                                   "INSERT INTO Tenant VALUES (1, 'Ada'), (2, 'Bo')"});
         testsupport::WriteFile(dir / "Version", "8\r\n");
     }
 
@@ -72,45 +73,6 @@ public:
 
     testsupport::TempDir dir;
     std::string dbFile;
-};
-
-// Another process that has a file open until this object goes, as a
-// program of the suite working on the database would.
-class HeldOpenElsewhere {
-public:
-    explicit HeldOpenElsewhere(const std::string& file) {
-        int ready[2];
-        if (::pipe(ready) != 0 || ::pipe(release_) != 0) {
-            ADD_FAILURE() << "no pipe";
-            return;
-        }
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            const int fd = ::open(file.c_str(), O_RDWR);
-            char c = fd >= 0 ? 'y' : 'n';
-            (void)!::write(ready[1], &c, 1);
-            (void)!::read(release_[0], &c, 1);
-            ::_exit(0);
-        }
-        char c = 0;
-        EXPECT_EQ(::read(ready[0], &c, 1), 1);
-        EXPECT_EQ(c, 'y');
-        ::close(ready[0]);
-        ::close(ready[1]);
-    }
-    ~HeldOpenElsewhere() {
-        (void)!::write(release_[1], "x", 1);
-        ::waitpid(pid_, nullptr, 0);
-        ::close(release_[0]);
-        ::close(release_[1]);
-    }
-    HeldOpenElsewhere(const HeldOpenElsewhere&) = delete;
-    HeldOpenElsewhere& operator=(const HeldOpenElsewhere&) = delete;
-    pid_t pid() const { return pid_; }
-
-private:
-    int release_[2] = {-1, -1};
-    pid_t pid_ = -1;
 };
 
 } // namespace safetytest

@@ -45,13 +45,14 @@ void WriteFile(const std::filesystem::path& p, const std::string& bytes) {
     out << bytes;
 }
 
-void MakeDatabase(const std::string& file, const std::string& sql) {
+void MakeDatabase(const std::string& file, const std::vector<std::string>& statements) {
     std::string error;
     if (!db::CreateDatabaseFile(file, error))
         throw std::runtime_error(error);
     db::Connection c;
     c.Open(file);
-    c.Execute(sql);
+    for (const std::string& sql : statements)
+        c.Execute(sql);
 }
 
 std::string JoinLines(const std::vector<std::string>& lines, const std::string& end, bool endLast) {

@@ -32,8 +32,8 @@ std::vector<std::string> ScratchLeft(const std::filesystem::path& folder);
 std::string ReadFile(const std::filesystem::path& p);
 void WriteFile(const std::filesystem::path& p, const std::string& bytes);
 
-// A whole database made by the engine at `file`, with `sql` run in it.
-void MakeDatabase(const std::string& file, const std::string& sql);
+// A whole database made by the engine at `file`, with the statements run in it.
+void MakeDatabase(const std::string& file, const std::vector<std::string>& statements);
 
 // The lines joined by `end`, which also follows the last unless `endLast` is false:
 // expected texts with interpolated paths, one line of text to a line of code.
