@@ -7,22 +7,23 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <tuple>
 
 namespace {
 
 TEST(KernelRelease, TakesTheFirstThreeNumbers) {
-    struct Case {
-        const char* release;
-        int32_t major, minor, build;
-    };
-    for (const Case& c : {Case{"6.1.0-18-amd64", 6, 1, 0}, Case{"5.15.146.1-microsoft", 5, 15, 146},
-                          Case{"4.19", 4, 19, 0}, Case{"6.8.0rc3", 6, 8, 0}, Case{"", 0, 0, 0},
-                          Case{"linux", 0, 0, 0}}) {
-        int32_t major = -1, minor = -1, build = -1;
-        platform::ParseKernelRelease(c.release, major, minor, build);
-        EXPECT_EQ(major, c.major) << c.release;
-        EXPECT_EQ(minor, c.minor) << c.release;
-        EXPECT_EQ(build, c.build) << c.release;
+    const std::tuple<const char*, int32_t, int32_t, int32_t> cases[] = {
+        {"6.1.0-18-amd64", 6, 1, 0},
+        {"5.15.146.1-microsoft", 5, 15, 146},
+        {"4.19", 4, 19, 0},
+        {"6.8.0rc3", 6, 8, 0},
+        {"", 0, 0, 0},
+        {"linux", 0, 0, 0}};
+    for (const auto& [release, major, minor, build] : cases) {
+        int32_t got[3] = {-1, -1, -1};
+        platform::ParseKernelRelease(release, got[0], got[1], got[2]);
+        EXPECT_EQ(std::make_tuple(got[0], got[1], got[2]), std::make_tuple(major, minor, build))
+            << release;
     }
 }
 
@@ -79,54 +80,31 @@ TEST(VersionRecord, KernelNumbersAndSystemName) {
     EXPECT_EQ(v.PlatformId, platform::PlatformOther);
 }
 
-class FindFileTest : public ::testing::Test {
-protected:
+TEST(FindFile, NormalFilesByNameInAnyCaseWithSizeAndReadOnly) {
     testsupport::TempDir dir;
-};
-
-TEST_F(FindFileTest, NormalFilesWithSizeDateAndReadOnly) {
     testsupport::WriteFile(dir / "Ketrova.ddf", std::string(1234, 'x'));
-    auto f = platform::FindNormalFile((dir / "Ketrova.ddf").string());
+    auto f = platform::FindNormalFile(dir.str() + "ketrova.ddf");
     ASSERT_TRUE(f);
     EXPECT_EQ(f->Size, 1234u);
-    EXPECT_FALSE(f->ReadOnly);
-    EXPECT_FALSE(f->Hidden || f->System || f->Directory);
+    EXPECT_FALSE(f->ReadOnly || f->Hidden || f->System || f->Directory);
     EXPECT_GE(f->Modified.year, 2020);
-
-    std::filesystem::permissions(dir / "Ketrova.ddf", std::filesystem::perms::owner_read |
-                                                          std::filesystem::perms::group_read);
-    f = platform::FindNormalFile((dir / "Ketrova.ddf").string());
-    ASSERT_TRUE(f);
-    EXPECT_TRUE(f->ReadOnly);
-}
-
-TEST_F(FindFileTest, NameMatchesWithoutRegardToCase) {
-    testsupport::WriteFile(dir / "Ketrova.ddf", "abc");
-    auto f = platform::FindNormalFile((dir / "ketrova.ddf").string());
-    ASSERT_TRUE(f);
-    EXPECT_EQ(f->Size, 3u);
-    // Only the name part: the folder must be spelt as it is.
+    std::filesystem::permissions(dir / "Ketrova.ddf", std::filesystem::perms::owner_read);
+    EXPECT_TRUE(platform::FindNormalFile(dir.str() + "Ketrova.ddf")->ReadOnly);
+    // Only the name part: the folder must be spelt as it is. Hidden files,
+    // folders and missing ones are not found.
     std::string upperFolder = dir.str();
-    for (char& c : upperFolder) {
+    for (char& c : upperFolder)
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    EXPECT_FALSE(platform::FindNormalFile(upperFolder + "Ketrova.ddf"));
-}
-
-TEST_F(FindFileTest, HiddenFilesFoldersAndMissingOnesAreNotFound) {
     testsupport::WriteFile(dir / ".ostrand.exe", "abc");
     std::filesystem::create_directory(dir / "valorin.exe");
-    EXPECT_FALSE(platform::FindNormalFile((dir / ".ostrand.exe").string()));
-    EXPECT_FALSE(platform::FindNormalFile((dir / "valorin.exe").string()));
-    EXPECT_FALSE(platform::FindNormalFile((dir / "numbrik.exe").string()));
-    EXPECT_FALSE(platform::FindNormalFile(""));
-}
+    for (const std::string& name :
+         {upperFolder + "Ketrova.ddf", dir.str() + ".ostrand.exe", dir.str() + "valorin.exe",
+          dir.str() + "numbrik.exe", std::string()})
+        EXPECT_FALSE(platform::FindNormalFile(name)) << name;
 
-TEST_F(FindFileTest, FlushToDiskNeedsAFile) {
-    testsupport::WriteFile(dir / "copy.tmp", "abc");
     std::string error;
-    EXPECT_TRUE(platform::FlushToDisk((dir / "copy.tmp").string(), error)) << error;
-    EXPECT_FALSE(platform::FlushToDisk((dir / "gone.tmp").string(), error));
+    EXPECT_TRUE(platform::FlushToDisk(dir.str() + ".ostrand.exe", error)) << error;
+    EXPECT_FALSE(platform::FlushToDisk(dir.str() + "gone.tmp", error));
     EXPECT_NE(error.find("gone.tmp"), std::string::npos);
 }
 
