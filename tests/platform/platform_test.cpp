@@ -71,7 +71,8 @@ TEST(Volume, FreeSpaceAndMountPointOfAFolderAndOfAMissingPath) {
     ASSERT_TRUE(missing.ok);
     EXPECT_EQ(missing.mountPoint, v.mountPoint);
     EXPECT_EQ(QueryVolume("/").mountPoint, "/");
-    EXPECT_FALSE(v.fileSystem.empty()); // procfs tells every mount's type
+    EXPECT_EQ(QueryVolume("/proc").mountPoint, "/proc/"); // a mount of its own, given its separator
+    EXPECT_FALSE(v.fileSystem.empty());                   // procfs tells every mount's type
 }
 
 TEST(Volume, FileSystemTypeFromMountInfoAndWhetherItIsNetworked) {

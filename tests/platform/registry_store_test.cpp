@@ -62,6 +62,8 @@ TEST(RegistryStore, MissingEmptyAndGarbageStoresReadAsEmptyAndSayWhy) {
     EXPECT_EQ(missing.ReadString(Databases, "Default"), "");
     EXPECT_FALSE(missing.KeyExists(Databases));
     EXPECT_TRUE(missing.DeleteKey(Databases)) << "deleting what is not there succeeds";
+    EXPECT_FALSE(RegistryStore("").WriteString(Databases, "Default", "/x/"))
+        << "no store, no success";
     EXPECT_FALSE(fs::exists(dir / "none.reg")) << "nothing to change, nothing written";
 
     WriteFile(dir / "empty.reg", "");

@@ -34,6 +34,7 @@ TEST(OsRelease, PrettyNameElseName) {
     EXPECT_EQ(platform::OsReleaseName("NAME='Alpine Linux'\r\nID=alpine\r\n"), "Alpine Linux");
     EXPECT_EQ(platform::OsReleaseName("PRETTY_NAME=\"Say \\\"hi\\\"\"\nNAME=x"), "Say \"hi\"");
     EXPECT_EQ(platform::OsReleaseName("ID=plain\n"), "");
+    EXPECT_EQ(platform::OsReleaseName("NAME=''\n"), "");
 }
 
 TEST(Language, NamesFromTheLocale) {
