@@ -54,11 +54,7 @@ struct Installation {
         const int null = ::open("/dev/null", O_WRONLY);
         ::dup2(null, 1);
         ::dup2(null, 2);
-        if (fileLimit != RLIM_INFINITY) {
-            std::signal(SIGXFSZ, SIG_IGN);
-            const rlimit limit{fileLimit, fileLimit};
-            ::setrlimit(RLIMIT_FSIZE, &limit);
-        }
+        const testsupport::FullDiskAt limit(fileLimit); // lives until the program is replaced
         std::vector<char*> argv{const_cast<char*>("ostrand-cli")};
         for (const auto& a : args)
             argv.push_back(const_cast<char*>(a.c_str()));

@@ -11,6 +11,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <optional>
+#include <tuple>
 
 namespace {
 
@@ -54,16 +55,9 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
                 fs::rename(w, t.dbFile);
         };
     };
-    struct Case {
-        const char* what;
-        Stage stage;
-        LeftState state;
-        bool putBack;
-        int64_t tenants;     // in the database after the recovery
-        const char* version; // its version file
-        size_t copies;       // safety copies listed afterwards
-    };
-    const Case cases[] = {
+    // What was done, the state found, whether the copy is put back, and the
+    // tenants, version file and safety copies afterwards.
+    const std::tuple<const char*, Stage, LeftState, bool, int64_t, const char*, size_t> cases[] = {
         {"working copy checked, not yet renamed", replacing(false), LeftState::Untouched, true, 2,
          "8\r\n", 0},
         {"renamed, version file not yet written", replacing(true), LeftState::Replaced, true, 3,
@@ -85,32 +79,33 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
          },
          LeftState::MayBeTouched, false, 0, "8\r\n", 0},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, stage, state, putBack, tenants, version, copies] : cases) {
+        SCOPED_TRACE(what);
         Fresh();
         InChildThatDies([&] {
             safety::OperationGuard guard(dbFile, "upgrade", At(9, 0, 0));
             std::string error;
             if (guard.Begin(error))
-                c.stage(*this, guard);
+                stage(*this, guard);
             ::_exit(9); // cut off: no destructor runs, the marker stays
         });
         const auto found = safety::FindInterruption(dbFile);
         ASSERT_TRUE(found);
-        EXPECT_EQ(found->state, c.state);
-        EXPECT_EQ(safety::DescribeInterruption(*found).rfind("The upgrade of " + dbFile, 0), 0u);
+        EXPECT_EQ(found->state, state);
+        EXPECT_THAT(safety::DescribeInterruption(*found),
+                    testing::StartsWith("The upgrade of " + dbFile));
         safety::OperationGuard blocked(dbFile, "compact", At(10, 0, 0));
         std::string error;
         EXPECT_FALSE(blocked.Begin(error));
-        EXPECT_NE(error.find("was interrupted"), std::string::npos) << error;
+        EXPECT_THAT(error, testing::HasSubstr("was interrupted"));
 
         std::string done;
-        ASSERT_TRUE(safety::Recover(dbFile, At(10, 0, 0), c.putBack, done, error)) << error;
+        ASSERT_TRUE(safety::Recover(dbFile, At(10, 0, 0), putBack, done, error)) << error;
         EXPECT_FALSE(safety::FindInterruption(dbFile));
         EXPECT_FALSE(fs::exists(dbFile + ".upgrading"));
-        EXPECT_EQ(Count(dbFile), c.tenants) << done;
-        EXPECT_EQ(ReadFile(dir / "Version"), c.version);
-        EXPECT_EQ(safety::ListSafetyCopies(dbFile).size(), c.copies);
+        EXPECT_EQ(Count(dbFile), tenants) << done;
+        EXPECT_EQ(ReadFile(dir / "Version"), version);
+        EXPECT_EQ(safety::ListSafetyCopies(dbFile).size(), copies);
         for (const auto& copy : safety::ListSafetyCopies(dbFile))
             EXPECT_FALSE(fs::equivalent(copy.path, dbFile)) << copy.path;
         EXPECT_TRUE(blocked.Begin(error)) << error;
