@@ -200,7 +200,7 @@ TEST(UserSettings, ReadsAKeyOfASectionIgnoringCase) {
     TempDir dir;
     auto ini = (dir / "settings.ini").string();
     WriteFile(ini, "; older installation\r\n"
-                   "[Other]\r\nDBPath=/wrong/\r\n"
+                   "[Locals]\r\nDBPath=/wrong/\r\n"
                    "[ global ]\r\n  dbpath  =  \"C:\\Data\\Ketrova.mdb\"  \r\n"
                    "Broken line\r\n"
                    "[Next]\r\nDBPath=/also/wrong/\r\n");
