@@ -3,12 +3,11 @@
 #include "db/catalog.h"
 #include "db/connection.h"
 #include "db/schema.h"
+#include "loan/amort.h"
 #include "startup/run_settings.h"
 
-#include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -25,12 +24,6 @@ std::string Single(double v) {
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.7g", static_cast<double>(static_cast<float>(v)));
     return buf;
-}
-
-std::string Pad10(const std::string& s) {
-    std::string out = s.substr(0, 10);
-    out.resize(10, ' ');
-    return out;
 }
 
 // Rows 1..count as the driving set of a generated INSERT ... SELECT.
@@ -98,6 +91,24 @@ void FillCommon(db::Connection& c) {
     c.Execute("INSERT INTO Reminder (IdReminder, Text) VALUES (1, 'Call the roofer')");
 }
 
+// Each tenant with its three sets of details in its own columns, but the
+// last, who left every one of them empty (NULL).
+void FillTenants(db::Connection& c, int tenants) {
+    c.Execute(
+        Numbers(tenants) +
+        "INSERT INTO Tenant (IdTenant, LastName, FirstName, Phone, PermRelationship, PermContact, "
+        "PermAddress, PermCity, PermState, PermZip, PermPhone, PrevContact, PrevAddress, "
+        "PrevCity, PrevState, PrevZip, PrevPhone, PrevVDiscrepency, EmpName, EmpAddress, EmpCity, "
+        "EmpState, EmpZip, EmpPhone, EmpPosition, Notes) SELECT 5000 + k, 'Tenant' || k, 'Pat', "
+        "'555-0' || k, 'Mother', 'Mom' || k, k || ' Home Rd', 'Dayton', 'OH', '45402', "
+        "'555-1' || k, 'Landlord' || k, k || ' Old St', 'Xenia', 'OH', '45385', '555-2' || k, "
+        "'Paid late twice', 'Acme' || k, k || ' Works Ave', 'Kettering', 'OH', '45429', "
+        "'555-3' || k, 'Welder', 'note' FROM n WHERE k < " +
+        N(tenants));
+    c.Execute("INSERT INTO Tenant (IdTenant, LastName, FirstName) VALUES (" +
+              N(kFirstTenant + tenants - 1) + ", 'Quiet', 'Sam')");
+}
+
 // Version 4: every record points at a property by IdProperty.
 void FillVersion4(db::Connection& c, const Population& p) {
     const int props = p.properties;
@@ -121,20 +132,7 @@ void FillVersion4(db::Connection& c, const Population& p) {
         "'Lockbox', 'K' || k, k % 2, 1, 0, 1, 0, 0, 'Roof ' || k, 'City', 1, '3/1/1999', NULL, "
         "100000 + k, 27, 'SL', 'Main', 'Rented', 'South', 0, 3, 1.5, 0, 'Attached', 1, 0, 1200, "
         "800 + k, 500, 100, 150, 25, 10, 5, 0, 'Ad ' || k FROM n");
-    // The last tenant left every contact detail empty (NULL).
-    c.Execute(
-        Numbers(tenants) +
-        "INSERT INTO Tenant (IdTenant, LastName, FirstName, Phone, PermRelationship, PermContact, "
-        "PermAddress, PermCity, PermState, PermZip, PermPhone, PrevContact, PrevAddress, "
-        "PrevCity, PrevState, PrevZip, PrevPhone, PrevVDiscrepency, EmpName, EmpAddress, EmpCity, "
-        "EmpState, EmpZip, EmpPhone, EmpPosition, Notes) SELECT 5000 + k, 'Tenant' || k, 'Pat', "
-        "'555-0' || k, 'Mother', 'Mom' || k, k || ' Home Rd', 'Dayton', 'OH', '45402', "
-        "'555-1' || k, 'Landlord' || k, k || ' Old St', 'Xenia', 'OH', '45385', '555-2' || k, "
-        "'Paid late twice', 'Acme' || k, k || ' Works Ave', 'Kettering', 'OH', '45429', "
-        "'555-3' || k, 'Welder', 'note' FROM n WHERE k < " +
-        N(tenants));
-    c.Execute("INSERT INTO Tenant (IdTenant, LastName, FirstName) VALUES (" +
-              N(kFirstTenant + tenants - 1) + ", 'Quiet', 'Sam')");
+    FillTenants(c, tenants);
     // The first lease keeps pets but asked no deposit at all.
     c.Execute(Numbers(tenants) +
               "INSERT INTO Lease (IdLease, IdProperty, IdTenant, StartDate, TermType, Term, Rent, "
@@ -204,16 +202,7 @@ void FillVersion5(db::Connection& c, const Population& p) {
               "'Springfield', 27, '6/1/2019', '7/1/2019' FROM n");
     c.Execute(Numbers(props) + "INSERT INTO Unit (IdUnit, IdBuilding, Unit, Status, Rent) "
                                "SELECT 1000 + k, 1000 + k, 'Main', 'Rented', 900 FROM n");
-    c.Execute(
-        Numbers(tenants) +
-        "INSERT INTO Tenant (IdTenant, LastName, FirstName, PermRelationship, PermContact, "
-        "PermAddress, PermCity, PermState, PermZip, PermPhone, PrevContact, PrevAddress, "
-        "PrevCity, PrevState, PrevZip, PrevPhone, PrevVDiscrepency, EmpName, EmpAddress, EmpCity, "
-        "EmpState, EmpZip, EmpPhone, EmpPosition) SELECT 5000 + k, 'Tenant' || k, 'Pat', "
-        "'Mother', 'Mom' || k, k || ' Home Rd', 'Dayton', 'OH', '45402', '555-1' || k, "
-        "'Landlord' || k, k || ' Old St', 'Xenia', 'OH', '45385', '555-2' || k, "
-        "'Paid late twice', 'Acme' || k, k || ' Works Ave', 'Kettering', 'OH', '45429', "
-        "'555-3' || k, 'Welder' FROM n");
+    FillTenants(c, tenants);
     c.Execute(Numbers(tenants) +
               "INSERT INTO Lease (IdLease, IdUnit, IdTenant, TermType, Rent, Pets, DepositDamage, "
               "DepositClean, DepositPet, DepositKey, DepositOther1, DepositOther2, LateFee, "
@@ -282,50 +271,14 @@ std::string FixtureFolder() {
 }
 
 std::string ScheduleText(double pv, double ratePercent, int periods, int paid, double extra) {
-    const double r = ratePercent / 1200.0;
-    const double payment = pv * r / (1.0 - std::pow(1.0 + r, -periods));
-    double balance = pv, priToDate = 0, intToDate = 0;
-    std::string out;
-    for (int i = 1; i <= periods; ++i) {
-        const double interest = balance * r;
-        const double principal = payment - interest;
-        const double xp = (i == 2) ? extra : 0.0;
-        priToDate += principal + xp;
-        intToDate += interest;
-        double end = balance - principal - xp;
-        if (end < 0)
-            end = 0;
-        const int month = (i - 1) % 12 + 1;
-        const int year = 2020 + (i - 1) / 12;
-        const std::string due = N(month) + "/1/" + N(year);
-        const bool isPaid = i <= paid;
-        const std::vector<std::string> fields = {Single(balance),
-                                                 Single(pv),
-                                                 Single(periods),
-                                                 "0",
-                                                 Single(periods),
-                                                 Single(periods - i),
-                                                 Single(payment),
-                                                 Single(principal),
-                                                 Single(xp),
-                                                 Single(priToDate),
-                                                 Single(ratePercent),
-                                                 "0",
-                                                 Single(interest),
-                                                 Single(intToDate),
-                                                 Single(end),
-                                                 isPaid ? Single(payment) : "0",
-                                                 Pad10(due),
-                                                 isPaid ? "1" : "0",
-                                                 Pad10(isPaid ? due : ""),
-                                                 Pad10(isPaid ? "10" + N(i) : "")};
-        if (i > 1)
-            out += '|';
-        for (size_t f = 0; f < fields.size(); ++f)
-            out += (f ? ":" : "") + fields[f];
-        balance = end;
-    }
-    return out;
+    loan::cShared_Amort schedule;
+    if (!schedule.CreateAmortization(pv, ratePercent, periods, {2020, 1, 1}, 0, false, "m") ||
+        !schedule.PayExtra(2, static_cast<float>(extra)))
+        throw std::runtime_error("cannot build a schedule");
+    for (int i = 1; i <= paid; ++i)
+        schedule.MakePayment(schedule.DueDate(), "10" + N(i), 0,
+                             static_cast<float>(schedule.CurrentPmt().ToDouble()));
+    return schedule.DataString();
 }
 
 void BuildOldDatabase(const std::string& folder, int version, const Population& population) {
