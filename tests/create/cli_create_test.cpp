@@ -1,6 +1,7 @@
 // ostrand-cli create and connect, run as the built program on a private
 // program folder and registry store.
 
+#include "db/connection.h"
 #include "startup/registry.h"
 #include "support/cli_run.h"
 #include "support/temp_dir.h"
@@ -33,25 +34,39 @@ struct Cli {
 
 } // namespace
 
-TEST(CreateCommand, CreatesInTheProgramsDbFolderByDefaultAndRegistersIt) {
-    Cli cli;
-    auto r = cli.Run("create");
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "Database created successfully.\n");
-    EXPECT_TRUE(fs::exists(cli.dir / "home/db/Ketrova.mdb"));
-    EXPECT_EQ(cli.Registered("Default"), cli.dir.str() + "home/db/");
-    // The run is logged, and the log is closed again for the next program.
-    EXPECT_TRUE(ReadFile(cli.dir / "home/Ostrand.log").starts_with("{-} CreateNewDB started\r\n"));
-}
-
-TEST(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedToAndKeptAside) {
+// A command that fails records nothing; one that succeeds records its
+// folder, and an existing database is replaced only when asked to.
+TEST(CreateCommand, OnlyWhatSucceededIsRecordedAndNoDatabaseIsWipedUnasked) {
     Cli cli;
     const std::string data = " '" + cli.dir.str() + "data'";
+    EXPECT_EQ(cli.Run("create '" + cli.dir.str() + "nowhere'").exitCode, 1);
+    EXPECT_FALSE(fs::exists(cli.dir / "home/Ostrand.log")); // refused before anything ran
+    EXPECT_EQ(cli.Run("connect" + data).exitCode, 1);       // no database there
+    fs::rename(cli.dir / "home/Ketrova.ddf", cli.dir / "home/moved.ddf");
+    EXPECT_EQ(cli.Run("create").out, "Database creation failed.\n");
+    EXPECT_EQ(cli.Registered("Default"), "");
+
+    // By default in the program's db folder; the log is closed again after.
+    fs::rename(cli.dir / "home/moved.ddf", cli.dir / "home/Ketrova.ddf");
+    auto r = cli.Run("create");
+    EXPECT_EQ(r.out, "Database created successfully.\n");
+    EXPECT_EQ(cli.Registered("Default"), cli.dir.str() + "home/db/");
+    EXPECT_TRUE(ReadFile(cli.dir / "home/Ostrand.log").ends_with("{-} Writing version file\r\n"));
+    db::Connection c;
+    c.Open(cli.dir.str() + "home/db/Ketrova.mdb");
+    EXPECT_EQ(c.Scalar("SELECT (SELECT Count(*) FROM TransCategory) || Sum(IEN) || "
+                       "Group_Concat(Category) FROM TransCategory WHERE rowid IN (1, 13, 26)")
+                  .AsText(),
+              "260Rent Payment,Commissions,Mortgage Escrow");
+
     WriteFile(cli.dir / "data/Ketrova.mdb", "the landlord's data");
-    auto r = cli.Run("create" + data);
+    r = cli.Run("create" + data);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(ReadFile(cli.dir / "data/Ketrova.mdb"), "the landlord's data");
+    r = cli.Run("connect" + data + " --altdb Branch2");
+    EXPECT_EQ(r.out, cli.dir.str() + "data/\n");
+    EXPECT_EQ(cli.Registered("Branch2"), cli.dir.str() + "data/");
 
     r = cli.Run("create" + data + " --overwrite --altdb second");
     EXPECT_EQ(r.exitCode, 0);
@@ -61,41 +76,16 @@ TEST(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedToAndKeptAside) {
               "the landlord's data");
     EXPECT_EQ(ReadFile(cli.dir / "data/Version"), "9\r\n");
     EXPECT_EQ(cli.Registered("second"), cli.dir.str() + "data/");
-    EXPECT_EQ(cli.Registered("Default"), "");
-}
+    EXPECT_EQ(cli.Registered("Default"), cli.dir.str() + "home/db/");
 
-// A command that fails records nothing; one that succeeds records its folder.
-TEST(CreateCommand, OnlyASuccessRecordsTheFolder) {
-    Cli cli;
-    const std::string data = " '" + cli.dir.str() + "data'";
-    const auto dataRegistered = [&] {
-        return cli.Registered("Default") == cli.dir.str() + "data/";
-    };
-    EXPECT_EQ(cli.Run("create '" + cli.dir.str() + "nowhere'").exitCode, 1);
-    EXPECT_FALSE(fs::exists(cli.dir / "home/Ostrand.log")); // refused before anything ran
-    EXPECT_EQ(cli.Run("connect" + data).exitCode, 1);       // no database there
-    fs::rename(cli.dir / "home/Ketrova.ddf", cli.dir / "home/moved.ddf");
-    EXPECT_EQ(cli.Run("create" + data).out, "Database creation failed.\n");
-    EXPECT_FALSE(dataRegistered());
-
-    WriteFile(cli.dir / "data/Ketrova.mdb", "");
-    auto r = cli.Run("connect" + data);
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, cli.dir.str() + "data/\n");
-    EXPECT_TRUE(dataRegistered());
-}
-
-TEST(CreateCommand, AStoreThatCannotBeReadIsReportedNeverTakenForNoDatabase) {
-    Cli cli;
+    // A store that cannot be read is reported, never taken for an empty one.
     const std::string damaged = "[not a store at all";
     WriteFile(cli.dir / "registry.reg", damaged);
-    WriteFile(cli.dir / "data/Ketrova.mdb", "");
     for (const std::string args :
-         {"create '" + cli.dir.str() + "fresh'", "connect '" + cli.dir.str() + "data'",
-          std::string("locate"), std::string("mode"),
-          std::string("archive restore x.kbx --link")}) {
+         {"create '" + cli.dir.str() + "fresh'", "connect" + data, std::string("locate"),
+          std::string("mode"), std::string("archive restore x.kbx --link")}) {
         SCOPED_TRACE(args);
-        auto r = cli.Run(args);
+        r = cli.Run(args);
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_EQ(r.out, "");
         EXPECT_EQ(ReadFile(cli.dir / "registry.reg"), damaged);
