@@ -21,6 +21,8 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -31,11 +33,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class StatusOnly final : public util::Progress {
-public:
-    void SetValue(double) override {}
-    void SetStatus(const std::string& text) override { status = text; }
+struct Recording final : util::Progress, util::UiServices {
+    void SetValue(double value) override { events.push_back(std::to_string(int(value))); }
+    void SetStatus(const std::string& text) override { events.push_back(status = text); }
+    void SetBusy(bool busy) override { busyChanges.push_back(busy); }
+    std::vector<std::string> events;
     std::string status;
+    std::vector<bool> busyChanges;
 };
 
 // A program folder with the shipped template, a database folder holding an
@@ -48,8 +52,7 @@ struct Installation {
     startup::RunSettings settings;
     db::Connection connection, checker;
     platform::FixedClock clock{{2026, 11, 22, 12, 0, 0}};
-    StatusOnly progress;
-    util::UiServices ui;
+    Recording progress, &ui = progress;
     upgrade::UpgradeReport report;
 
     explicit Installation(int version) : fixture(Fixture(version)) {
@@ -346,18 +349,72 @@ TEST(UpgradeRun, RunningTheOldGroupsTwiceConvertsNothingTwice) {
     EXPECT_EQ(in.Text(counts), converted);
 }
 
-// ---- Failures: the database as it was, whatever step fails ----
+// ---- The sequence, and the database as it was whatever step fails ----
 
-// The real operations, one of which reports failure after doing its work, so
-// that the database really has changed when the backup is put back.
-class FailingSteps final : public upgrade::DatabaseUpgradeSteps {
+// The real operations, recorded; the one named `failing` reports failure
+// after doing its work (or throws), so that the database really has changed
+// when the backup is put back. A throwing run's restore fails too, which
+// must change neither the result nor what the user is shown.
+class Steps final : public upgrade::DatabaseUpgradeSteps {
+    using Base = upgrade::DatabaseUpgradeSteps;
+
 public:
-    FailingSteps(Installation& in, std::string failing)
-        : DatabaseUpgradeSteps(in.settings, in.connection, in.ui, in.clock), in_(in),
-          failing_(std::move(failing)) {}
-    bool OpenDatabase() override { return Check("open", DatabaseUpgradeSteps::OpenDatabase()); }
+    Steps(Installation& in, std::string failing = "", bool throws = false)
+        : Base(in.settings, in.connection, in.ui, in.clock), in_(in), failing_(std::move(failing)),
+          throws_(throws) {}
+    std::vector<std::string> calls;
+
+    bool Claim() override {
+        return Do("claim", [&] { return Base::Claim(); });
+    }
+    int16_t ReadVersion() override {
+        return Do("version", [&] { return Base::ReadVersion(); });
+    }
+    bool LoadTemplate() override {
+        return Do("template", [&] { return Base::LoadTemplate(); });
+    }
+    std::string NewArchiveName() override {
+        return Do("archive", [&] { return Base::NewArchiveName(); });
+    }
+    bool AddToArchive(const std::string& archive, const std::string& file) override {
+        return Do(file.ends_with("Version") ? "add Version" : "add database",
+                  [&] { return Base::AddToArchive(archive, file); });
+    }
+    bool MakeWorkingCopy() override {
+        return Do("copy", [&] { return Base::MakeWorkingCopy(); });
+    }
+    bool OpenDatabase() override {
+        return Do("open", [&] { return Base::OpenDatabase(); });
+    }
+    bool CleanNullFields() override {
+        return Do("nulls", [&] { return Base::CleanNullFields(); });
+    }
+    bool DeleteIndexes() override {
+        return Do("drop", [&] { return Base::DeleteIndexes(); });
+    }
+    bool ReadSchema() override {
+        return Do("schema", [&] { return Base::ReadSchema(); });
+    }
+    bool CompareSchema() override {
+        return Do("compare", [&] { return Base::CompareSchema(); });
+    }
+    bool AddFields() override {
+        return Do("add", [&] { return Base::AddFields(); });
+    }
+    bool UpdateFields() override {
+        return Do("update", [&] { return Base::UpdateFields(); });
+    }
     bool RunMigrations(int16_t v) override {
-        return Check("migrations", DatabaseUpgradeSteps::RunMigrations(v));
+        return Do("migrations", [&] { return Base::RunMigrations(v); });
+    }
+    bool DeleteObsoleteFields() override {
+        return Do("obsolete fields", [&] { return Base::DeleteObsoleteFields(); });
+    }
+    bool DeleteObsoleteTables() override {
+        return Do("obsolete tables", [&] { return Base::DeleteObsoleteTables(); });
+    }
+    bool AddIndexes() override {
+        return Do("indexes", [&] { return Base::AddIndexes(); });
     }
     bool WriteConfiguration(int16_t v) override {
         if (failing_ == "damaged copy") {
@@ -366,47 +423,140 @@ public:
             in_.connection.Execute("CREATE TABLE Odd (Rent DOUBLE CHECK (Rent >= 0))");
             in_.connection.Execute("INSERT INTO Odd VALUES (-1)");
         }
-        return Check("configuration", DatabaseUpgradeSteps::WriteConfiguration(v));
+        return Do("configuration", [&] { return Base::WriteConfiguration(v); });
     }
-    // Closed, but the close reports an error.
+    // Closed, but the close may report an error.
     void CloseDatabase() override {
-        DatabaseUpgradeSteps::CloseDatabase();
-        if (failing_ == "close")
-            throw std::runtime_error("close failed");
+        Do("close", [&] { return Base::CloseDatabase(), true; });
     }
-    // In place with its version file, then reported as failed.
     bool InstallUpgraded() override {
-        return Check("version file", DatabaseUpgradeSteps::InstallUpgraded());
+        return Do("install", [&] { return Base::InstallUpgraded(); });
+    }
+    bool Restore() override {
+        return Do("restore", [&] { return Base::Restore() && !throws_; });
     }
 
 private:
-    bool Check(const char* step, bool result) { return failing_ == step ? false : result; }
+    template <typename Op> auto Do(const std::string& step, Op op) -> decltype(op()) {
+        calls.push_back(step);
+        auto result = op();
+        if (step == failing_ && throws_)
+            throw std::runtime_error("disk on fire");
+        return step == failing_ ? decltype(result){} : result;
+    }
     Installation& in_;
     std::string failing_;
+    bool throws_;
 };
 
-// The oldest version (every migration runs), the newest (structure only),
-// and one without a version file, which must stay without one.
-TEST(UpgradeFailure, AFailureAfterTheBackupPutsBackTheOriginalFiles) {
-    for (int version : {4, 8, 0}) {
-        for (const char* step :
-             {"open", "migrations", "configuration", "close", "damaged copy", "version file"}) {
-            SCOPED_TRACE(Id(version) + " " + step);
-            Installation in(version);
-            const std::string db = in.Bytes("Ketrova.mdb"), versionFile = in.Bytes("Version");
-            FailingSteps steps(in, step);
-            EXPECT_FALSE(in.Run(&steps));
-            EXPECT_EQ(steps.Finish(), "") << "the database itself is as it was";
-            EXPECT_EQ(in.progress.status, "Database upgrade failed.");
-            EXPECT_TRUE(in.Bytes("Ketrova.mdb") == db) << "database differs after the restore";
-            EXPECT_EQ(in.Bytes("Version"), versionFile);
-            EXPECT_EQ(fs::exists(in.settings.DBPath + "Version"), version > 0);
-            EXPECT_NE(in.Log().find("{-} Restoring database\r\n"), std::string::npos);
-            EXPECT_TRUE(fs::is_empty(in.root / "tmp"));
-            EXPECT_FALSE(fs::exists(steps.WorkingCopy()));
-            EXPECT_TRUE(safety::ListSafetyCopies(in.settings.DBFile).empty());
-            EXPECT_FALSE(safety::FindInterrupted(in.settings.DBFile));
-        }
+const std::vector<std::string> kAllCalls = {
+    "claim",           "archive",         "version", "template",      "copy",
+    "add database",    "add Version",     "open",    "nulls",         "drop",
+    "schema",          "compare",         "add",     "update",        "migrations",
+    "obsolete fields", "obsolete tables", "indexes", "configuration", "close",
+    "install"};
+
+// A database of the current version is no newer than this program: it gets
+// the structure steps like any other.
+TEST(UpgradeSequence, EveryStepShowsItselfAndTheVersionIsWrittenLast) {
+    Installation in(8);
+    testsupport::WriteFile(in.settings.DBPath + "Version", "9\r\n");
+    Steps steps(in);
+    ASSERT_TRUE(in.Run(&steps));
+    EXPECT_EQ(steps.calls, kAllCalls);
+
+    // Each step shows its status, moves the bar to where it starts, then logs
+    // its name: as in the status but for the first (none) and two the suite
+    // has always worded apart.
+    const std::vector<std::string> statuses = {
+        "Reading version file",     "Loading template",        "Backing up database",
+        "Opening database",         "Cleaning up NULL fields", "Deleting indexes",
+        "Reading DB Schema",        "Comparing structure",     "Adding new fields",
+        "Updating fields",          "Upgrade scripts",         "Deleting obsolete fields",
+        "Deleting obsolete tables", "Adding indexes",          "Updating configuration",
+        "Closing database",         "Writing version file"};
+    const int values[] = {0, 5, 10, 15, 20, 25, 30, 35, 40, 50, 55, 70, 75, 80, 85, 90, 95};
+    std::map<std::string, std::string> logAs = {{"Reading DB Schema", "Reading DB schema"},
+                                                {"Upgrade scripts", "Starting SQL updates"}};
+    std::vector<std::string> progress,
+        log = {"{ } UpgradeDB started", "{ } DB File: " + in.settings.DBFile};
+    for (size_t i = 0; i < statuses.size(); ++i) {
+        progress.insert(progress.end(), {statuses[i] + " ...", std::to_string(values[i])});
+        if (i > 0)
+            log.push_back("{-} " +
+                          (logAs.contains(statuses[i]) ? logAs[statuses[i]] : statuses[i]));
+    }
+    progress.insert(progress.end(), {"100", "Database upgraded successfully."});
+    EXPECT_EQ(in.progress.events, progress);
+    std::vector<std::string> logged;
+    std::istringstream lines(in.Log());
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with("{-}") || line.starts_with("{ } UpgradeDB") ||
+            line.starts_with("{ } DB File"))
+            logged.push_back(line.substr(0, line.size() - 1));
+    EXPECT_EQ(logged, log);
+    EXPECT_EQ(in.progress.busyChanges, (std::vector<bool>{true, false}));
+}
+
+// Every step fails once by reporting failure and once by throwing: the
+// steps after it are skipped up to closing, the backup is put back only once
+// it was taken, and the database, its version file (or its absence) and the
+// folders are as they were. Also on version 8 (structure only), after a
+// check of the converted copy that fails, and without a version file.
+TEST(UpgradeSequence, AFailingStepSkipsToClosingAndLeavesTheDatabaseAsItWas) {
+    struct Case {
+        int version;
+        std::string failing;
+        bool throws;
+    };
+    std::vector<Case> cases = {{8, "migrations", false},
+                               {8, "install", true},
+                               {4, "damaged copy", false},
+                               {0, "install", false},
+                               {0, "open", true}};
+    for (auto step = kAllCalls.begin() + 1; step != kAllCalls.end(); ++step) {
+        if (*step != "version" && *step != "add Version")
+            cases.insert(cases.end(), {{4, *step, true}, {4, *step, *step == "close"}});
+    }
+    const auto backedUp = std::find(kAllCalls.begin(), kAllCalls.end(), "add Version");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(Id(c.version) + " " + c.failing + (c.throws ? " (throws)" : ""));
+        Installation in(c.version);
+        const std::string db = in.Bytes("Ketrova.mdb"), versionFile = in.Bytes("Version");
+        Steps steps(in, c.failing, c.throws);
+        EXPECT_FALSE(in.Run(&steps));
+
+        // Everything up to the failing step, then closing, then perhaps the restore.
+        const auto failing = std::find(kAllCalls.begin(), kAllCalls.end(), c.failing);
+        const bool restores = failing > backedUp;
+        std::vector<std::string> expected(
+            kAllCalls.begin(), failing == kAllCalls.end() ? kAllCalls.end() : failing + 1);
+        if (c.failing == "archive")
+            expected.insert(expected.end(), {"version", "template"});
+        if (c.failing != "install" && c.failing != "close" && failing != kAllCalls.end())
+            expected.push_back("close");
+        if (restores)
+            expected.push_back("restore");
+        EXPECT_EQ(steps.calls, expected);
+        EXPECT_EQ(steps.Finish(), "") << "the database itself is as it was";
+
+        // The restore shows its own step before the outcome.
+        const auto& events = in.progress.events;
+        const std::vector<std::string> end(events.end() - 4, events.end());
+        EXPECT_EQ(end[0] == "Restoring database ..." && end[1] == "95", restores);
+        EXPECT_EQ(end[2] + end[3], "100Database upgrade failed.");
+        EXPECT_EQ(in.progress.busyChanges, (std::vector<bool>{true, false}));
+        const std::string log = in.Log();
+        EXPECT_EQ(log.find("{-} Restoring database\r\n") != std::string::npos, restores);
+        EXPECT_EQ(log.find(": disk on fire\r\n") != std::string::npos, c.throws);
+
+        EXPECT_TRUE(in.Bytes("Ketrova.mdb") == db) << "database differs after the restore";
+        EXPECT_EQ(in.Bytes("Version"), versionFile);
+        EXPECT_EQ(fs::exists(in.settings.DBPath + "Version"), c.version > 0);
+        EXPECT_TRUE(fs::is_empty(in.root / "tmp"));
+        EXPECT_FALSE(fs::exists(steps.WorkingCopy()));
+        EXPECT_TRUE(safety::ListSafetyCopies(in.settings.DBFile).empty());
+        EXPECT_FALSE(safety::FindInterrupted(in.settings.DBFile));
     }
 }
 
@@ -434,12 +584,4 @@ TEST(UpgradeFailure, DataTheMigrationsCouldNotMoveIsNeverDropped) {
         EXPECT_NE(in.Log().find(logged), std::string::npos) << in.Log();
         EXPECT_EQ(in.Log().find("{-} Deleting obsolete fields"), std::string::npos);
     }
-}
-
-TEST(UpgradeFailure, AMissingDatabaseFailsAtTheBackupWithNothingToRestore) {
-    Installation in(-1);
-    EXPECT_FALSE(in.Run());
-    EXPECT_FALSE(fs::exists(in.settings.DBFile));
-    EXPECT_EQ(in.Log().find("{-} Opening database"), std::string::npos);
-    EXPECT_EQ(in.Log().find("{-} Restoring database"), std::string::npos);
 }
