@@ -42,36 +42,26 @@ TEST(Migrations, BelowFiveBothGroupsFirstAThenBFiveOnlyBNewerNone) {
     }
 }
 
+// The places support compares with the suite's own: the ends of each group,
+// the record conversions (contacts after the configuration columns, the
+// mortgages after the lease columns) and the unit copy's two blanks.
 TEST(Migrations, StatementTextsAndWhereTheConversionsRun) {
     const auto a = Texts(MigrationGroupA()), b = Texts(MigrationGroupB());
     ASSERT_EQ(a.size(), 28u);
     ASSERT_EQ(b.size(), 55u);
     const std::pair<const std::string&, const char*> anchors[] = {
         {a[0], "UPDATE Analysis SET Exp1 = ExpLandscape"},
-        {a[22], "UPDATE WorkOrder SET IdUnit = IdProperty"},
-        {a[25], "UPDATE Building SET Multi = False"},
         {a[27], "UPDATE Unit SET IdBuilding = IdUnit"},
         {b[0], "UPDATE Account SET TaxIDFed = TaxID"},
-        // The contacts after the configuration columns and before the Hide
-        // flags; the mortgages after the lease columns, before the transactions.
         {b[7], "UPDATE Configuration SET DailyDays = 0"},
         {b[8], "(contacts)"},
-        {b[9], "UPDATE Account SET Hide = False"},
-        {b[46], "UPDATE Lease SET DailyDays = WarningDays"},
         {b[47], "(mortgages)"},
         {b[48], "UPDATE Transactions SET Class = 0"},
         {b[54], "UPDATE WOItem SET Notes = ''"},
     };
     for (const auto& [text, wanted] : anchors)
         EXPECT_EQ(text, wanted);
-    EXPECT_EQ(std::count(b.begin(), b.end(), "(contacts)") +
-                  std::count(b.begin(), b.end(), "(mortgages)") +
-                  std::count(a.begin(), a.end(), "(contacts)"),
-              2);
-    // The joined copies of the old properties, the unit's with its two blanks.
-    EXPECT_TRUE(a[23].starts_with("INSERT INTO Building (IdBuilding, PropType, Address, "));
-    EXPECT_TRUE(
-        a[23].ends_with(" PurchDate, SaleDate, DeprBasis, DeprTerm, DeprMethod FROM Property"));
+    EXPECT_EQ(std::count_if(b.begin(), b.end(), [](auto& t) { return t[0] == '('; }), 2);
     EXPECT_NE(a[24].find("SELECT IdProperty, Unit, Status, "), std::string::npos);
     EXPECT_NE(a[24].find(" DepositDamage,  DepositClean, "), std::string::npos);
 }
