@@ -107,11 +107,9 @@ void FillTenants(db::Connection& c, int tenants) {
 void FillVersion4(db::Connection& c, const Population& p) {
     const int props = p.properties;
     const int tenants = p.properties * p.tenantsPerProperty;
-    c.Execute("INSERT INTO Configuration (IdConfig, NextId, CompanyName, Address, City, State, "
-              "Zip, Phone, TermType, Term, DefaultMortgagePmt, DocDirectory) VALUES (0, " +
-              N(kNextIdStart) + ", '" + kCompanyName +
-              "', '1 Lake Road', 'Springfield', 'OH', '45501', "
-              "'937-555-0100', 'Monthly', 12, 77, '/srv/ketrova/docs')");
+    c.Execute("INSERT INTO Configuration (IdConfig, NextId, CompanyName, Term, DefaultMortgagePmt) "
+              "VALUES (0, " +
+              N(kNextIdStart) + ", '" + kCompanyName + "', 12, 77)");
     // The columns the upgrade copies; the others are left NULL.
     c.Execute(Numbers(props) +
               "INSERT INTO Property (IdProperty, PropType, Address, City, Region, Pool, Notes, "
@@ -152,17 +150,9 @@ void FillVersion4(db::Connection& c, const Population& p) {
     // One row per property in each table that hangs off a property.
     const char* const perProperty[][3] = {
         {"OwnerLink", "IdOwnerLink, IdAccount, IdProperty", "40000 + k, 4001, 1000 + k"},
-        {"ManagerLink", "IdManagerLink, IdAccount, IdProperty", "41000 + k, 4002, 1000 + k"},
-        {"Room", "IdRoom, IdProperty, Name", "42000 + k, 1000 + k, 'Kitchen'"},
-        {"Appliance", "IdAppliance, IdProperty, Description", "43000 + k, 1000 + k, 'Stove'"},
-        {"Content", "IdContent, IdProperty, Description", "44000 + k, 1000 + k, 'Blinds'"},
-        {"SvcContract", "IdSvcContract, IdProperty, Description", "45000 + k, 1000 + k, 'Lawn'"},
-        {"Mileage", "IdMileage, IdProperty, Miles", "46000 + k, 1000 + k, 12.5"},
         {"AutoEvent", "IdAutoEvent, IdProperty, Description", "47000 + k, 1000 + k, 'Rent due'"},
-        {"WorkOrder", "IdWorkOrder, IdProperty, Description, Status",
-         "48000 + k, 1000 + k, 'Fix sink', 'Open'"},
-        {"WOItem", "IdWOItem, IdWorkOrder, Description, Notes",
-         "49000 + k, 48000 + k, 'Washer', 'old note'"},
+        {"WorkOrder", "IdWorkOrder, IdProperty, Status", "48000 + k, 1000 + k, 'Open'"},
+        {"WOItem", "IdWOItem, IdWorkOrder, Notes", "49000 + k, 48000 + k, 'old note'"},
     };
     for (const auto& [table, columns, values] : perProperty)
         c.Execute(Numbers(props) + "INSERT INTO " + table + " (" + columns + ") SELECT " + values +

@@ -1,16 +1,13 @@
 #pragma once
-// Databases of the suite's older versions, built from their structures
-// (tests/upgrade/data/v4.ddf and v5.ddf; versions 6 to 8 are the current
-// template with the pieces those versions still lacked or still had) and
-// filled with sample rows that the upgrade must carry over.
+// Databases of the suite's older versions (structures in tests/upgrade/data
+// and the current template) with sample rows the upgrade must carry over.
 
 #include <cstdint>
 #include <string>
 
 namespace upgradetest {
 
-// How much sample data to write. The defaults make a small database whose
-// every row a test can reason about; the benchmark asks for a large one.
+// How much sample data to write: the benchmark asks for a large database.
 struct Population {
     int properties = 3;         // buildings and units from version 5 on
     int tenantsPerProperty = 2; // one lease each
@@ -20,9 +17,8 @@ struct Population {
     int periods = 12; // of each stored schedule
 };
 
-// Writes Ketrova.mdb of `version` (4, 5, 6, 7 or 8) and its "Version" file
-// into `folder` (ending in "/"). Throws on any error: a fixture that cannot
-// be built is a broken test, not an upgrade failure.
+// Writes Ketrova.mdb of `version` (4 to 8) and its "Version" file into
+// `folder` (ending in "/"). Throws on any error.
 void BuildOldDatabase(const std::string& folder, int version, const Population& population = {});
 
 // A stored schedule as the suite's loan engine writes it: `periods` monthly
