@@ -1,5 +1,4 @@
-// Which migrations a database of each version receives, in which order, and
-// the statement texts support compares with the suite's own.
+// Which migrations each version receives, in which order, and their texts.
 
 #include "upgrade/migration_statements.h"
 
@@ -53,10 +52,8 @@ TEST(Migrations, StatementTextsAndWhereTheConversionsRun) {
         {a[0], "UPDATE Analysis SET Exp1 = ExpLandscape"},
         {a[27], "UPDATE Unit SET IdBuilding = IdUnit"},
         {b[0], "UPDATE Account SET TaxIDFed = TaxID"},
-        {b[7], "UPDATE Configuration SET DailyDays = 0"},
         {b[8], "(contacts)"},
         {b[47], "(mortgages)"},
-        {b[48], "UPDATE Transactions SET Class = 0"},
         {b[54], "UPDATE WOItem SET Notes = ''"},
     };
     for (const auto& [text, wanted] : anchors)

@@ -234,10 +234,6 @@ void FillMortgages(db::Connection& c, const Population& p, const char* linkColum
 
 } // namespace
 
-std::string FixtureFolder() {
-    return OSTRAND_SOURCE_DIR "/tests/upgrade/data/";
-}
-
 std::string ScheduleText(double pv, double ratePercent, int periods, int paid, double extra) {
     loan::cShared_Amort schedule;
     if (!schedule.CreateAmortization(pv, ratePercent, periods, {2020, 1, 1}, 0, false, "m") ||
@@ -258,7 +254,7 @@ void BuildOldDatabase(const std::string& folder, int version, const Population& 
     c.Open(file);
     std::vector<db::Field> structure;
     if (version == 4 || version == 5)
-        structure = LoadStructure(FixtureFolder() + "v" + N(version) + ".ddf");
+        structure = LoadStructure(OSTRAND_SOURCE_DIR "/tests/upgrade/data/v" + N(version) + ".ddf");
     else if (version >= 6 && version <= 8)
         structure = StructureOfVersion(version);
     else

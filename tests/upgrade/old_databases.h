@@ -27,14 +27,9 @@ void BuildOldDatabase(const std::string& folder, int version, const Population& 
 std::string ScheduleText(double pv, double ratePercent, int periods, int paid, double extra);
 
 // Identifiers the sample rows use.
-inline constexpr int32_t kFirstProperty = 1001; // property, building and unit k: 1000 + k
 inline constexpr int32_t kFirstTenant = 5001;
-inline constexpr int32_t kFirstLease = 20001;
 inline constexpr int32_t kFirstMortgage = 30001;
 inline constexpr int32_t kNextIdStart = 50000000; // Configuration.NextId of every fixture
 inline constexpr const char* kCompanyName = "Lakeside Rentals";
-
-// The folder holding the fixture structures.
-std::string FixtureFolder();
 
 } // namespace upgradetest

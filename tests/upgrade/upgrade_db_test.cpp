@@ -1,6 +1,5 @@
-// Whole upgrades of the old databases the suite meets: the structure and the
-// data each version ends with, and the database as it was, kept aside on
-// success and put back byte for byte whenever a step fails.
+// Whole upgrades of the old databases the suite meets, and the database as it
+// was, kept aside on success and put back byte for byte when a step fails.
 
 #include "old_databases.h"
 #include "support/scoped_env.h"
@@ -37,17 +36,15 @@ namespace {
 
 struct Recording final : util::Progress, util::UiServices {
     void SetValue(double value) override { events.push_back(std::to_string(int(value))); }
-    void SetStatus(const std::string& text) override { events.push_back(status = text); }
+    void SetStatus(const std::string& text) override { events.push_back(text); }
     void SetBusy(bool busy) override { busyChanges.push_back(busy); }
     std::vector<std::string> events;
-    std::string status;
     std::vector<bool> busyChanges;
 };
 
-// A program folder with the shipped template, a database folder holding an
-// old database of `version` (0: version 4 without its version file; 9: one of
-// version 8 that claims to be current), and the temporary folder the backup
-// archive goes to.
+// A program folder with the template, a database folder with an old database
+// of `version` (0: 4 without its version file; 9: 8 that claims to be
+// current), and the temporary folder the backup archive goes to.
 struct Installation {
     std::string fixture; // built before the run's own temporary folder is set
     TempDir root;
@@ -82,8 +79,7 @@ struct Installation {
         return version >= 0 ? built[version]->str() : "";
     }
     std::string Bytes(const char* name) const { return ReadFile(settings.DBPath + name); }
-    // Through `steps` when given, whose `real` operations then end the run
-    // within its log, as the upgrade itself ends them.
+    // Through `steps` when given, whose `real` operations end the run in its log.
     template <typename S = upgrade::DatabaseUpgradeSteps> bool Run(S* steps = nullptr) {
         checker.Close();
         settings.LogFileNo =
@@ -112,9 +108,7 @@ struct Installation {
 
 const int kTenants = Population{}.properties * Population{}.tenantsPerProperty;
 
-std::string Id(int id) {
-    return std::to_string(id);
-}
+const auto Id = [](int id) { return std::to_string(id); };
 
 // What the data of each version becomes. From version 6 on it is left as it
 // was: the values would change under any migration that ran by mistake.
@@ -125,17 +119,15 @@ std::vector<std::pair<std::string, std::string>> ExpectedData(int version) {
     const std::string counter = Id(kNextIdStart + 3 * kTenants);
     if (version >= 6)
         return {{configuration, std::string(kCompanyName) + "|7300||" + Id(kNextIdStart)},
-                {"SELECT Hide || DepositDue || OneTimeFee || Pets FROM Lease", "1300401"},
-                {"SELECT Balance || AccountType FROM Account", "123.45Property Owner"},
-                {"SELECT Class || Reconciled FROM Transactions", "71"},
-                {"SELECT Multi || Hide || Status FROM Building", "11Sold"},
-                {"SELECT ARM || CurrentPeriod FROM Mortgage", "07"},
-                {"SELECT Count(*) || Notes FROM WOItem", "1keep"}};
+                {"SELECT l.Hide || DepositDue || OneTimeFee || Pets || Balance || AccountType || "
+                 "Class || Reconciled || Multi || b.Hide || b.Status || ARM || CurrentPeriod || "
+                 "w.Notes FROM Lease l, Account, Transactions, Building b, Mortgage, WOItem w",
+                 "1300401123.45Property Owner7111Sold07keep"}};
     if (version == 5)
         return {{configuration, std::string(kCompanyName) + "|" + stamp + "|Lawn|" + counter},
-                {"SELECT Severity || Exp1 || Exp4 FROM Analysis JOIN Incident", "High14"},
-                {"SELECT Count(*) FROM Building", "3"},
-                {"SELECT TermType FROM Lease WHERE IdLease = 20001", "Week(s)"},
+                {"SELECT Severity || Exp1 || Exp4 || (SELECT Count(*) FROM Building) || (SELECT "
+                 "TermType FROM Lease WHERE IdLease = 20001) FROM Analysis JOIN Incident",
+                 "High143Week(s)"},
                 {"SELECT InsNextDue || ',' || HOANextDue || ',' || DeprPeriod FROM Building "
                  "WHERE IdBuilding = 1001",
                  "6/1/2019,7/1/2019,27"}};
@@ -172,9 +164,8 @@ std::vector<std::pair<std::string, std::string>> ExpectedData(int version) {
     };
 }
 
-// The tenants' details as contacts, numbered from the record counter in
-// tenant order, and the mortgages' new columns from the old ones and the
-// stored schedules.
+// The tenants' details as contacts numbered in tenant order from the record
+// counter; the mortgages' new columns from the old ones and the schedules.
 void ExpectConvertedRecords(Installation& in) {
     const auto contact = [](int tenant) {
         return "SELECT Group_Concat((IdContact - " + Id(kNextIdStart) +
@@ -219,10 +210,8 @@ void ExpectConvertedRecords(Installation& in) {
     }
 }
 
-// The real operations, recorded; the one named `failing` reports failure
-// after doing its work (or throws), so that the database really has changed
-// when the backup is put back. A throwing run's restore fails too, which
-// must change neither the result nor what the user is shown.
+// The real operations, recorded; `failing` reports failure after its work (or
+// throws, and the restore then fails too), so the backup has work to undo.
 class Steps final : public upgrade::UpgradeSteps {
     using S = upgrade::UpgradeSteps;
 
@@ -296,8 +285,6 @@ const std::vector<std::string> kAllCalls = {
 
 } // namespace
 
-// ---- One suite, every older version ----
-
 class UpgradeFromVersion : public ::testing::TestWithParam<int> {};
 
 TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndKeepsTheOldDatabaseAside) {
@@ -313,9 +300,8 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndKeepsTheOldDatabaseAs
     EXPECT_EQ(startup::ReadDBVersion(in.settings), 9);
     EXPECT_EQ(steps.calls, kAllCalls);
 
-    // Each step shows its status, moves the bar to where it starts, then logs
-    // its name: as in the status but for the first (none) and two the suite
-    // has always worded apart.
+    // Each step shows its status, moves the bar, then logs its name (none for
+    // the first; two the suite has always worded apart).
     const std::vector<std::string> statuses = {
         "Reading version file",     "Loading template",        "Backing up database",
         "Opening database",         "Cleaning up NULL fields", "Deleting indexes",
@@ -342,8 +328,7 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndKeepsTheOldDatabaseAs
             logged.push_back(line.substr(0, line.size() - 1));
     EXPECT_EQ(logged, stepLog);
 
-    // Every table, column and index of the template, with its type and
-    // size, and nothing else: the obsolete columns and tables are gone.
+    // Every table, column (of its type and size) and index of the template, no other.
     startup::RunSettings quiet;
     db::SchemaLists lists;
     ASSERT_TRUE(db::LoadTemplateFile(quiet, lists, in.settings.AppPath + "Ketrova.ddf", 0));
@@ -382,8 +367,8 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndKeepsTheOldDatabaseAs
     if (GetParam() <= 5)
         ExpectConvertedRecords(in);
 
-    // The database as it was is kept, byte for byte, with its version file;
-    // nothing of the run is left, in the temporary folder or beside the database.
+    // The old database is kept byte for byte with its version file; nothing
+    // else of the run is left.
     const std::string log = in.Log();
     EXPECT_TRUE(
         log.starts_with("{ } UpgradeDB started\r\n{ } DB File: " + in.settings.DBFile + "\r\n"));
@@ -401,16 +386,13 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndKeepsTheOldDatabaseAs
                                              ".Ketrova.mdb.lock"}));
 }
 
-// 0: a version-4 database that lost its version file, which still gets both
-// groups and keeps its company data and record counter. 9: one of the
-// current version, no newer than this program, gets the structure steps.
+// 0 still gets both groups and keeps its company data and record counter; 9
+// is no newer than this program and gets the structure steps.
 INSTANTIATE_TEST_SUITE_P(OlderVersions, UpgradeFromVersion, ::testing::Values(0, 4, 5, 6, 7, 8, 9),
                          [](const auto& info) { return "v" + Id(info.param); });
 
-// An old database short of pieces the upgrade reads: no Building table (the
-// suite kept its buildings as properties only), tenant and mortgage columns
-// that never existed, schedules empty or unreadable. Each reads as empty,
-// and everything else comes across.
+// No Building table, old columns that never existed, schedules empty or
+// unreadable: each reads as empty, and everything else comes across.
 TEST(UpgradeRun, AnOldDatabaseShortOfPiecesStillComesAcross) {
     Installation in(4);
     for (const char* damage :
@@ -435,13 +417,9 @@ TEST(UpgradeRun, AnOldDatabaseShortOfPiecesStillComesAcross) {
                   "0");
 }
 
-// ---- Whatever step fails, the database as it was ----
-
-// Every step fails once by reporting failure and once by throwing: the
-// steps after it are skipped up to closing, the backup is put back only once
-// it was taken, and the database, its version file (or its absence) and the
-// folders are as they were. Also on version 8 (structure only), after a
-// check of the converted copy that fails, and without a version file.
+// Every step fails by reporting failure and by throwing: the rest is skipped
+// up to closing, the backup put back once taken, and the database, its
+// version file (or its absence) and the folders are as they were.
 TEST(UpgradeSequence, AFailingStepSkipsToClosingAndLeavesTheDatabaseAsItWas) {
     struct Case {
         int version;
@@ -451,10 +429,8 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndLeavesTheDatabaseAsItWas) {
         const char* logged = "";
     };
     std::vector<Case> cases = {
-        // Going on would drop the old columns and tables with data not yet
-        // moved out of them: the engine refuses to save the second mortgage
-        // after the first was recalculated, or the building copy names a
-        // column the old property lacks.
+        // Data not yet moved out of the old columns is never dropped: a
+        // mortgage the engine refuses to save, a property the copy refuses.
         {4, "", false,
          "CREATE TRIGGER Broken BEFORE UPDATE ON Mortgage WHEN OLD.IdMortgage = 30002 BEGIN "
          "SELECT RAISE(ABORT, 'disk full'); END",
@@ -480,7 +456,6 @@ TEST(UpgradeSequence, AFailingStepSkipsToClosingAndLeavesTheDatabaseAsItWas) {
         Steps steps(in, c.failing, c.throws);
         EXPECT_FALSE(in.Run(&steps));
 
-        // Everything up to the failing step, then closing, then perhaps the restore.
         const auto failing =
             std::find(kAllCalls.begin(), kAllCalls.end(), c.damage ? "migrations" : c.failing);
         const bool restores = failing > backedUp;
