@@ -114,9 +114,9 @@ TEST_F(CreateDb, BuildsTheWholeDatabaseStepByStepKeepingTheOldOneAside) {
                             [](const db::Field& f) { return f.Indexed; }));
     // 10:30 on 23 Nov 2026 is 9823 days and 14145750 minutes after 1 Jan 2000.
     EXPECT_EQ(c.Scalar("SELECT Count(*) || CompanyName || IdConfig || '|' || NextId || '|' || "
-                       "DocDirectory || CFAExp1 || Term FROM Configuration")
+                       "DocDirectory || CFAExp1 || Term || AssociateDocs FROM Configuration")
                   .AsText(),
-              "1Your Company Name9823|14145750|" + settings.AppPath + "DocsLandscape12");
+              "1Your Company Name9823|14145750|" + settings.AppPath + "DocsLandscape120");
     EXPECT_EQ(db::CountRecords(c, "TransCategory", ""), 0);
 }
 
