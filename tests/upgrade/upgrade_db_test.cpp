@@ -70,13 +70,13 @@ struct Installation {
     // Each version's database is built once and copied for every run.
     static std::string Fixture(int version) {
         static std::map<int, std::unique_ptr<TempDir>> built;
-        if (version >= 0 && !built[version]) {
+        if (!built[version]) {
             built[version] = std::make_unique<TempDir>();
             BuildOldDatabase(built[version]->str(), version == 0 ? 4 : std::min(version, 8));
             if (version == 9)
                 testsupport::WriteFile(*built[version] / "Version", "9\r\n");
         }
-        return version >= 0 ? built[version]->str() : "";
+        return built[version]->str();
     }
     std::string Bytes(const char* name) const { return ReadFile(settings.DBPath + name); }
     // Through `steps` when given, whose `real` operations end the run in its log.
