@@ -1,6 +1,7 @@
 // ostrand-cli create and connect, run as the built program on a private
 // program folder and registry store.
 
+#include "db/connection.h"
 #include "startup/registry.h"
 #include "support/cli_run.h"
 #include "support/temp_dir.h"
@@ -9,102 +10,85 @@
 
 #include <filesystem>
 
-using testsupport::CliResult;
 using testsupport::ReadFile;
-using testsupport::RunCli;
-using testsupport::TempDir;
 using testsupport::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
 
-class CreateCommand : public ::testing::Test {
-protected:
-    void SetUp() override {
-        fs::create_directory(dir / "home");
-        fs::create_directory(dir / "data");
+struct Cli {
+    testsupport::TempDir dir;
+    Cli() {
+        fs::create_directories(dir / "home");
+        fs::create_directories(dir / "data");
         fs::copy_file(OSTRAND_SOURCE_DIR "/data/Ketrova.ddf", dir / "home/Ketrova.ddf");
     }
-
-    CliResult Run(const std::string& args) const { return RunCli(dir.str(), args); }
-
+    testsupport::CliResult Run(const std::string& args) const {
+        return testsupport::RunCli(dir.str(), args);
+    }
     std::string Registered(const std::string& name) const {
         return startup::RegReadString(platform::RegistryStore(dir.str() + "registry.reg"),
                                       startup::DatabasesKey, name);
     }
-
-    TempDir dir;
 };
 
-TEST_F(CreateCommand, CreatesInTheProgramsDbFolderByDefaultAndRegistersIt) {
-    CliResult r = Run("create");
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "Database created successfully.\n");
-    EXPECT_TRUE(fs::exists(dir / "home/db/Ketrova.mdb"));
-    EXPECT_EQ(Registered("Default"), dir.str() + "home/db/");
-    // The run is logged, and the log is closed again for the next program.
-    EXPECT_EQ(ReadFile(dir / "home/Ostrand.log").rfind("{-} CreateNewDB started\r\n", 0), 0u);
-}
+} // namespace
 
-TEST_F(CreateCommand, AnExistingDatabaseIsReplacedOnlyWhenAskedTo) {
-    WriteFile(dir / "data/Ketrova.mdb", "the landlord's data");
-    CliResult r = Run("create '" + dir.str() + "data'");
+// A command that fails records nothing; one that succeeds records its
+// folder, and an existing database is replaced only when asked to.
+TEST(CreateCommand, OnlyWhatSucceededIsRecordedAndNoDatabaseIsWipedUnasked) {
+    Cli cli;
+    const std::string data = " '" + cli.dir.str() + "data'";
+    EXPECT_EQ(cli.Run("create '" + cli.dir.str() + "nowhere'").exitCode, 1);
+    EXPECT_FALSE(fs::exists(cli.dir / "home/Ostrand.log")); // refused before anything ran
+    EXPECT_EQ(cli.Run("connect" + data).exitCode, 1);       // no database there
+    fs::rename(cli.dir / "home/Ketrova.ddf", cli.dir / "home/moved.ddf");
+    EXPECT_EQ(cli.Run("create").out, "Database creation failed.\n");
+    EXPECT_EQ(cli.Registered("Default"), "");
+
+    // By default in the program's db folder; the log is closed again after.
+    fs::rename(cli.dir / "home/moved.ddf", cli.dir / "home/Ketrova.ddf");
+    auto r = cli.Run("create");
+    EXPECT_EQ(r.out, "Database created successfully.\n");
+    EXPECT_EQ(cli.Registered("Default"), cli.dir.str() + "home/db/");
+    EXPECT_TRUE(ReadFile(cli.dir / "home/Ostrand.log").ends_with("{-} Writing version file\r\n"));
+    db::Connection c;
+    c.Open(cli.dir.str() + "home/db/Ketrova.mdb");
+    EXPECT_EQ(c.Scalar("SELECT (SELECT Count(*) FROM TransCategory) || Sum(IEN) || "
+                       "Group_Concat(Category) FROM TransCategory WHERE rowid IN (1, 13, 26)")
+                  .AsText(),
+              "260Rent Payment,Commissions,Mortgage Escrow");
+
+    WriteFile(cli.dir / "data/Ketrova.mdb", "the landlord's data");
+    r = cli.Run("create" + data);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.out, "");
-    EXPECT_EQ(ReadFile(dir / "data/Ketrova.mdb"), "the landlord's data");
-    EXPECT_EQ(Registered("Default"), "");
+    EXPECT_EQ(ReadFile(cli.dir / "data/Ketrova.mdb"), "the landlord's data");
+    r = cli.Run("connect" + data + " --altdb Branch2");
+    EXPECT_EQ(r.out, cli.dir.str() + "data/\n");
+    EXPECT_EQ(cli.Registered("Branch2"), cli.dir.str() + "data/");
 
-    r = Run("create '" + dir.str() + "data' --overwrite --altdb second");
+    r = cli.Run("create" + data + " --overwrite --altdb second");
     EXPECT_EQ(r.exitCode, 0);
     const std::string line = "Database created successfully.\nSafety copy: ";
-    ASSERT_EQ(r.out.rfind(line + dir.str() + "data/SafetyCopies/Ketrova-", 0), 0u) << r.out;
+    ASSERT_TRUE(r.out.starts_with(line + cli.dir.str() + "data/SafetyCopies/Ketrova-")) << r.out;
     EXPECT_EQ(ReadFile(r.out.substr(line.size(), r.out.size() - line.size() - 1)),
               "the landlord's data");
-    EXPECT_EQ(ReadFile(dir / "data/Version"), "9\r\n");
-    EXPECT_EQ(Registered("second"), dir.str() + "data/");
-    EXPECT_EQ(Registered("Default"), "");
-}
+    EXPECT_EQ(ReadFile(cli.dir / "data/Version"), "9\r\n");
+    EXPECT_EQ(cli.Registered("second"), cli.dir.str() + "data/");
+    EXPECT_EQ(cli.Registered("Default"), cli.dir.str() + "home/db/");
 
-TEST_F(CreateCommand, FailuresLeaveTheRegistryAlone) {
-    // No such folder: refused before anything runs.
-    CliResult r = Run("create '" + dir.str() + "nowhere'");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_FALSE(fs::exists(dir / "home/Ostrand.log"));
-
-    // A creation that fails on the way says so and records nothing.
-    fs::remove(dir / "home/Ketrova.ddf");
-    r = Run("create '" + dir.str() + "data'");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.out, "Database creation failed.\n");
-    EXPECT_EQ(Registered("Default"), "");
-}
-
-TEST_F(CreateCommand, ConnectRecordsOnlyAFolderHoldingADatabase) {
-    CliResult r = Run("connect '" + dir.str() + "data'");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(Registered("Default"), "");
-
-    WriteFile(dir / "data/Ketrova.mdb", "");
-    r = Run("connect '" + dir.str() + "data' --altdb Branch2");
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, dir.str() + "data/\n");
-    EXPECT_EQ(Registered("Branch2"), dir.str() + "data/");
-}
-
-TEST_F(CreateCommand, AStoreThatCannotBeReadIsReportedNeverTakenForNoDatabase) {
+    // A store that cannot be read is reported, never taken for an empty one.
     const std::string damaged = "[not a store at all";
-    WriteFile(dir / "registry.reg", damaged);
-    WriteFile(dir / "data/Ketrova.mdb", "");
-    for (const std::string& args : std::vector<std::string>{
-             "create '" + dir.str() + "fresh'", "connect '" + dir.str() + "data'", "locate", "mode",
-             "archive restore x.kbx --link"}) {
+    WriteFile(cli.dir / "registry.reg", damaged);
+    for (const std::string args :
+         {"create '" + cli.dir.str() + "fresh'", "connect" + data, std::string("locate"),
+          std::string("mode"), std::string("archive restore x.kbx --link")}) {
         SCOPED_TRACE(args);
-        CliResult r = Run(args);
+        r = cli.Run(args);
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_EQ(r.out, "");
-        EXPECT_EQ(ReadFile(dir / "registry.reg"), damaged);
+        EXPECT_EQ(ReadFile(cli.dir / "registry.reg"), damaged);
     }
-    EXPECT_FALSE(fs::exists(dir / "fresh"));
+    EXPECT_FALSE(fs::exists(cli.dir / "fresh"));
 }
-
-} // namespace

@@ -3,12 +3,11 @@
 #include "db/catalog.h"
 #include "db/connection.h"
 #include "db/schema.h"
+#include "loan/amort.h"
 #include "startup/run_settings.h"
 
-#include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -25,12 +24,6 @@ std::string Single(double v) {
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.7g", static_cast<double>(static_cast<float>(v)));
     return buf;
-}
-
-std::string Pad10(const std::string& s) {
-    std::string out = s.substr(0, 10);
-    out.resize(10, ' ');
-    return out;
 }
 
 // Rows 1..count as the driving set of a generated INSERT ... SELECT.
@@ -72,13 +65,9 @@ std::vector<db::Field> StructureOfVersion(int version) {
     auto fields = LoadStructure(OSTRAND_SOURCE_DIR "/data/Ketrova.ddf");
     std::vector<db::Field> out;
     for (auto f : fields) {
-        if (f.TableName == "Mortgage" && f.FieldName.rfind("EscrowReview", 0) == 0)
-            continue;
-        if (f.TableName == "Mortgage" && f.FieldName == "NextEscrowReview")
-            continue;
-        if (version <= 7 && f.TableName == "WOHistory")
-            continue;
-        if (version <= 6 && f.TableName == "FileObject")
+        if ((f.TableName == "Mortgage" && f.FieldName.find("EscrowReview") != std::string::npos) ||
+            (version <= 7 && f.TableName == "WOHistory") ||
+            (version <= 6 && f.TableName == "FileObject"))
             continue;
         if (f.TableName == "Tenant" && f.FieldName == "LastName")
             f.Size = 30;
@@ -92,36 +81,13 @@ std::vector<db::Field> StructureOfVersion(int version) {
 }
 
 void FillCommon(db::Connection& c) {
-    c.Execute("INSERT INTO Users (IdUser, UserName, Password) VALUES (1, 'Administrator', '')");
-    c.Execute("INSERT INTO Vendor (IdVendor, Company) VALUES (7001, 'Ace Plumbing')");
     c.Execute("INSERT INTO TransCategory (Category, IEN) VALUES ('Rent Payment', 0)");
     c.Execute("INSERT INTO Reminder (IdReminder, Text) VALUES (1, 'Call the roofer')");
 }
 
-// Version 4: every record points at a property by IdProperty.
-void FillVersion4(db::Connection& c, const Population& p) {
-    const int props = p.properties;
-    const int tenants = p.properties * p.tenantsPerProperty;
-    c.Execute("INSERT INTO Configuration (IdConfig, NextId, CompanyName, Address, City, State, "
-              "Zip, Phone, TermType, Term, DefaultMortgagePmt, DocDirectory) VALUES (0, " +
-              N(kNextIdStart) + ", '" + kCompanyName +
-              "', '1 Lake Road', 'Springfield', 'OH', '45501', "
-              "'937-555-0100', 'Monthly', 12, 77, '/srv/ketrova/docs')");
-    c.Execute(
-        Numbers(props) +
-        "INSERT INTO Property (IdProperty, PropType, Address, City, County, State, Zip, Legal, "
-        "ParcelID, YearBuilt, Zoning, PropDesc, Region, Construction, StoryHeight, LotShape, "
-        "LotSize, KeyType, KeyCode, Pool, Fence, LawnIrrigation, Shed, Deck, Waterfront, Notes, "
-        "WaterSource, GasAvaliable, PurchDate, SaleDate, DeprBasis, DeprTerm, DeprMethod, Unit, "
-        "Status, Faces, Smoke, Bedrooms, Bathrooms, Split, Garage, WDHookup, Fireplace, SqFt, "
-        "Rent, DepositDamage, DepositClean, DepositPet, DepositKey, DepositOther1, DepositOther2, "
-        "SecTenant, Ad) SELECT 1000 + k, 'House', k || ' Elm Street', 'Springfield', 'Clark', "
-        "'OH', '45501', 'Lot ' || k, 'P-' || k, 1950 + k % 60, 'R1', 'Frame house', "
-        "CASE WHEN k = 1 THEN NULL ELSE 'North' END, 'Frame', 2, 'Square', '0.25 acre', "
-        "'Lockbox', 'K' || k, k % 2, 1, 0, 1, 0, 0, 'Roof ' || k, 'City', 1, '3/1/1999', NULL, "
-        "100000 + k, 27, 'SL', 'Main', 'Rented', 'South', 0, 3, 1.5, 0, 'Attached', 1, 0, 1200, "
-        "800 + k, 500, 100, 150, 25, 10, 5, 0, 'Ad ' || k FROM n");
-    // The last tenant left every contact detail empty (NULL).
+// Each tenant with its three sets of details in its own columns, but the
+// last, who left every one of them empty (NULL).
+void FillTenants(db::Connection& c, int tenants) {
     c.Execute(
         Numbers(tenants) +
         "INSERT INTO Tenant (IdTenant, LastName, FirstName, Phone, PermRelationship, PermContact, "
@@ -135,6 +101,24 @@ void FillVersion4(db::Connection& c, const Population& p) {
         N(tenants));
     c.Execute("INSERT INTO Tenant (IdTenant, LastName, FirstName) VALUES (" +
               N(kFirstTenant + tenants - 1) + ", 'Quiet', 'Sam')");
+}
+
+// Version 4: every record points at a property by IdProperty.
+void FillVersion4(db::Connection& c, const Population& p) {
+    const int props = p.properties;
+    const int tenants = p.properties * p.tenantsPerProperty;
+    c.Execute("INSERT INTO Configuration (IdConfig, NextId, CompanyName, Term, DefaultMortgagePmt) "
+              "VALUES (0, " +
+              N(kNextIdStart) + ", '" + kCompanyName + "', 12, 77)");
+    // The columns the upgrade copies; the others are left NULL.
+    c.Execute(Numbers(props) +
+              "INSERT INTO Property (IdProperty, PropType, Address, City, Region, Pool, Notes, "
+              "GasAvaliable, PurchDate, DeprBasis, DeprTerm, Unit, Status, Bathrooms, SqFt, Rent, "
+              "DepositDamage, DepositClean, DepositPet, Ad) SELECT 1000 + k, 'House', k || ' Elm "
+              "Street', 'Springfield', CASE WHEN k = 1 THEN NULL ELSE 'North' END, k % 2, 'Roof "
+              "' || k, 1, '3/1/1999', 100000 + k, 27, 'Main', 'Rented', 1.5, 1200, 800 + k, 500, "
+              "100, 150, 'Ad ' || k FROM n");
+    FillTenants(c, tenants);
     // The first lease keeps pets but asked no deposit at all.
     c.Execute(Numbers(tenants) +
               "INSERT INTO Lease (IdLease, IdProperty, IdTenant, StartDate, TermType, Term, Rent, "
@@ -144,10 +128,8 @@ void FillVersion4(db::Connection& c, const Population& p) {
               N(props) +
               " + 1, 5000 + k, '1/1/2020', CASE k % 3 WHEN 1 THEN 'Monthly' WHEN 2 "
               "THEN 'Weekly' ELSE 'Yearly' END, 12, 900, k % 2, "
-              "CASE WHEN k = 1 THEN 0 ELSE 500 END, CASE WHEN k = 1 THEN 0 ELSE 100 END, "
-              "CASE WHEN k = 1 THEN 0 ELSE 150 END, CASE WHEN k = 1 THEN 0 ELSE 25 END, "
-              "CASE WHEN k = 1 THEN 0 ELSE 10 END, CASE WHEN k = 1 THEN 0 ELSE 5 END, "
-              "25, 5, 2, 3 FROM n");
+              "(k > 1) * 500, (k > 1) * 100, (k > 1) * 150, (k > 1) * 25, (k > 1) * 10, "
+              "(k > 1) * 5, 25, 5, 2, 3 FROM n");
     c.Execute(Numbers(static_cast<long long>(tenants) * p.rentLogsPerLease) +
               "INSERT INTO RentLog (IdRentLog, IdLease, DueDate, DatePaid, AmountDue, AmountPaid) "
               "SELECT 100000 + k, 20000 + (k - 1) % " +
@@ -168,17 +150,9 @@ void FillVersion4(db::Connection& c, const Population& p) {
     // One row per property in each table that hangs off a property.
     const char* const perProperty[][3] = {
         {"OwnerLink", "IdOwnerLink, IdAccount, IdProperty", "40000 + k, 4001, 1000 + k"},
-        {"ManagerLink", "IdManagerLink, IdAccount, IdProperty", "41000 + k, 4002, 1000 + k"},
-        {"Room", "IdRoom, IdProperty, Name", "42000 + k, 1000 + k, 'Kitchen'"},
-        {"Appliance", "IdAppliance, IdProperty, Description", "43000 + k, 1000 + k, 'Stove'"},
-        {"Content", "IdContent, IdProperty, Description", "44000 + k, 1000 + k, 'Blinds'"},
-        {"SvcContract", "IdSvcContract, IdProperty, Description", "45000 + k, 1000 + k, 'Lawn'"},
-        {"Mileage", "IdMileage, IdProperty, Miles", "46000 + k, 1000 + k, 12.5"},
         {"AutoEvent", "IdAutoEvent, IdProperty, Description", "47000 + k, 1000 + k, 'Rent due'"},
-        {"WorkOrder", "IdWorkOrder, IdProperty, Description, Status",
-         "48000 + k, 1000 + k, 'Fix sink', 'Open'"},
-        {"WOItem", "IdWOItem, IdWorkOrder, Description, Notes",
-         "49000 + k, 48000 + k, 'Washer', 'old note'"},
+        {"WorkOrder", "IdWorkOrder, IdProperty, Status", "48000 + k, 1000 + k, 'Open'"},
+        {"WOItem", "IdWOItem, IdWorkOrder, Notes", "49000 + k, 48000 + k, 'old note'"},
     };
     for (const auto& [table, columns, values] : perProperty)
         c.Execute(Numbers(props) + "INSERT INTO " + table + " (" + columns + ") SELECT " + values +
@@ -204,16 +178,7 @@ void FillVersion5(db::Connection& c, const Population& p) {
               "'Springfield', 27, '6/1/2019', '7/1/2019' FROM n");
     c.Execute(Numbers(props) + "INSERT INTO Unit (IdUnit, IdBuilding, Unit, Status, Rent) "
                                "SELECT 1000 + k, 1000 + k, 'Main', 'Rented', 900 FROM n");
-    c.Execute(
-        Numbers(tenants) +
-        "INSERT INTO Tenant (IdTenant, LastName, FirstName, PermRelationship, PermContact, "
-        "PermAddress, PermCity, PermState, PermZip, PermPhone, PrevContact, PrevAddress, "
-        "PrevCity, PrevState, PrevZip, PrevPhone, PrevVDiscrepency, EmpName, EmpAddress, EmpCity, "
-        "EmpState, EmpZip, EmpPhone, EmpPosition) SELECT 5000 + k, 'Tenant' || k, 'Pat', "
-        "'Mother', 'Mom' || k, k || ' Home Rd', 'Dayton', 'OH', '45402', '555-1' || k, "
-        "'Landlord' || k, k || ' Old St', 'Xenia', 'OH', '45385', '555-2' || k, "
-        "'Paid late twice', 'Acme' || k, k || ' Works Ave', 'Kettering', 'OH', '45429', "
-        "'555-3' || k, 'Welder' FROM n");
+    FillTenants(c, tenants);
     c.Execute(Numbers(tenants) +
               "INSERT INTO Lease (IdLease, IdUnit, IdTenant, TermType, Rent, Pets, DepositDamage, "
               "DepositClean, DepositPet, DepositKey, DepositOther1, DepositOther2, LateFee, "
@@ -221,9 +186,6 @@ void FillVersion5(db::Connection& c, const Population& p) {
               N(props) +
               " + 1, 5000 + k, 'Weekly', 900, k % 2, 500, 100, 150, 25, 10, 5, 25, 5, 2, 3 "
               "FROM n");
-    c.Execute(Numbers(p.transactions) +
-              "INSERT INTO Transactions (IdTransaction, IdBuilding, IdUnit, TransDate, Amount) "
-              "SELECT 10000000 + k, 1001, 1001, '2/1/2019', 900 FROM n");
     c.Execute("INSERT INTO Account (IdAccount, AccountType, Name, TaxID) VALUES "
               "(4001, 'Building Owner', 'Jo Owner', '11-1111111')");
     c.Execute("INSERT INTO Analysis (IdAnalysis, IdBuilding, Exp1, Exp2, Exp3, Exp4) VALUES "
@@ -240,11 +202,8 @@ void FillVersion6To8(db::Connection& c) {
               N(kNextIdStart) + ", '" + kCompanyName + "', 35, '/srv/ketrova/docs')");
     c.Execute("INSERT INTO Building (IdBuilding, Name, Status, Multi, Hide, Distance) VALUES "
               "(1001, 'Elm', 'Sold', 1, 1, 4.5)");
-    c.Execute("INSERT INTO Unit (IdUnit, IdBuilding, Unit, Hide) VALUES (1001, 1001, 'A', 1)");
     c.Execute("INSERT INTO Tenant (IdTenant, LastName, FirstName, Hide, OldFlag) VALUES "
               "(5001, 'Tenant1', 'Pat', 1, 9)");
-    c.Execute("INSERT INTO Contact (IdContact, IdRelated, dbType, IconFlag, Description) VALUES "
-              "(8001, 5001, 5, 0, 'Employer')");
     c.Execute("INSERT INTO Lease (IdLease, IdUnit, IdTenant, TermType, Pets, DepositDamage, "
               "DepositTotal, DepositPaid, DepositDue, Hide, OneTimeFee) VALUES "
               "(20001, 1001, 5001, 'Monthly', 1, 500, 500, 200, 300, 1, 40)");
@@ -254,8 +213,6 @@ void FillVersion6To8(db::Connection& c) {
               "CurrentPeriod) VALUES (30001, 1001, 'First', 150000, 0.045, 0, 7)");
     c.Execute("INSERT INTO Transactions (IdTransaction, IdBuilding, Amount, Class, Reconciled) "
               "VALUES (10000001, 1001, 900, 7, 1)");
-    c.Execute("INSERT INTO WorkOrder (IdWorkOrder, IdBuilding, LaborHours, Hide) VALUES "
-              "(48001, 1001, 2.5, 1)");
     c.Execute("INSERT INTO WOItem (IdWOItem, IdWorkOrder, Notes) VALUES (49001, 48001, 'keep')");
 }
 
@@ -277,55 +234,15 @@ void FillMortgages(db::Connection& c, const Population& p, const char* linkColum
 
 } // namespace
 
-std::string FixtureFolder() {
-    return OSTRAND_SOURCE_DIR "/tests/upgrade/data/";
-}
-
 std::string ScheduleText(double pv, double ratePercent, int periods, int paid, double extra) {
-    const double r = ratePercent / 1200.0;
-    const double payment = pv * r / (1.0 - std::pow(1.0 + r, -periods));
-    double balance = pv, priToDate = 0, intToDate = 0;
-    std::string out;
-    for (int i = 1; i <= periods; ++i) {
-        const double interest = balance * r;
-        const double principal = payment - interest;
-        const double xp = (i == 2) ? extra : 0.0;
-        priToDate += principal + xp;
-        intToDate += interest;
-        double end = balance - principal - xp;
-        if (end < 0)
-            end = 0;
-        const int month = (i - 1) % 12 + 1;
-        const int year = 2020 + (i - 1) / 12;
-        const std::string due = N(month) + "/1/" + N(year);
-        const bool isPaid = i <= paid;
-        const std::vector<std::string> fields = {Single(balance),
-                                                 Single(pv),
-                                                 Single(periods),
-                                                 "0",
-                                                 Single(periods),
-                                                 Single(periods - i),
-                                                 Single(payment),
-                                                 Single(principal),
-                                                 Single(xp),
-                                                 Single(priToDate),
-                                                 Single(ratePercent),
-                                                 "0",
-                                                 Single(interest),
-                                                 Single(intToDate),
-                                                 Single(end),
-                                                 isPaid ? Single(payment) : "0",
-                                                 Pad10(due),
-                                                 isPaid ? "1" : "0",
-                                                 Pad10(isPaid ? due : ""),
-                                                 Pad10(isPaid ? "10" + N(i) : "")};
-        if (i > 1)
-            out += '|';
-        for (size_t f = 0; f < fields.size(); ++f)
-            out += (f ? ":" : "") + fields[f];
-        balance = end;
-    }
-    return out;
+    loan::cShared_Amort schedule;
+    if (!schedule.CreateAmortization(pv, ratePercent, periods, {2020, 1, 1}, 0, false, "m") ||
+        !schedule.PayExtra(2, static_cast<float>(extra)))
+        throw std::runtime_error("cannot build a schedule");
+    for (int i = 1; i <= paid; ++i)
+        schedule.MakePayment(schedule.DueDate(), "10" + N(i), 0,
+                             static_cast<float>(schedule.CurrentPmt().ToDouble()));
+    return schedule.DataString();
 }
 
 void BuildOldDatabase(const std::string& folder, int version, const Population& population) {
@@ -337,7 +254,7 @@ void BuildOldDatabase(const std::string& folder, int version, const Population& 
     c.Open(file);
     std::vector<db::Field> structure;
     if (version == 4 || version == 5)
-        structure = LoadStructure(FixtureFolder() + "v" + N(version) + ".ddf");
+        structure = LoadStructure(OSTRAND_SOURCE_DIR "/tests/upgrade/data/v" + N(version) + ".ddf");
     else if (version >= 6 && version <= 8)
         structure = StructureOfVersion(version);
     else

@@ -1,16 +1,13 @@
 #pragma once
-// Databases of the suite's older versions, built from their structures
-// (tests/upgrade/data/v4.ddf and v5.ddf; versions 6 to 8 are the current
-// template with the pieces those versions still lacked or still had) and
-// filled with sample rows that the upgrade must carry over.
+// Databases of the suite's older versions (structures in tests/upgrade/data
+// and the current template) with sample rows the upgrade must carry over.
 
 #include <cstdint>
 #include <string>
 
 namespace upgradetest {
 
-// How much sample data to write. The defaults make a small database whose
-// every row a test can reason about; the benchmark asks for a large one.
+// How much sample data to write: the benchmark asks for a large database.
 struct Population {
     int properties = 3;         // buildings and units from version 5 on
     int tenantsPerProperty = 2; // one lease each
@@ -20,9 +17,8 @@ struct Population {
     int periods = 12; // of each stored schedule
 };
 
-// Writes Ketrova.mdb of `version` (4, 5, 6, 7 or 8) and its "Version" file
-// into `folder` (ending in "/"). Throws on any error: a fixture that cannot
-// be built is a broken test, not an upgrade failure.
+// Writes Ketrova.mdb of `version` (4 to 8) and its "Version" file into
+// `folder` (ending in "/"). Throws on any error.
 void BuildOldDatabase(const std::string& folder, int version, const Population& population = {});
 
 // A stored schedule as the suite's loan engine writes it: `periods` monthly
@@ -31,14 +27,9 @@ void BuildOldDatabase(const std::string& folder, int version, const Population& 
 std::string ScheduleText(double pv, double ratePercent, int periods, int paid, double extra);
 
 // Identifiers the sample rows use.
-inline constexpr int32_t kFirstProperty = 1001; // property, building and unit k: 1000 + k
 inline constexpr int32_t kFirstTenant = 5001;
-inline constexpr int32_t kFirstLease = 20001;
 inline constexpr int32_t kFirstMortgage = 30001;
 inline constexpr int32_t kNextIdStart = 50000000; // Configuration.NextId of every fixture
 inline constexpr const char* kCompanyName = "Lakeside Rentals";
-
-// The folder holding the fixture structures.
-std::string FixtureFolder();
 
 } // namespace upgradetest
