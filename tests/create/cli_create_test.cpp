@@ -81,7 +81,7 @@ TEST(CreateCommand, OnlyWhatSucceededIsRecordedAndNoDatabaseIsWipedUnasked) {
     // A store that cannot be read is reported, never taken for an empty one.
     const std::string damaged = "[not a store at all";
     WriteFile(cli.dir / "registry.reg", damaged);
-    for (const std::string args :
+    for (const std::string& args :
          {"create '" + cli.dir.str() + "fresh'", "connect" + data, std::string("locate"),
           std::string("mode"), std::string("archive restore x.kbx --link")}) {
         SCOPED_TRACE(args);
