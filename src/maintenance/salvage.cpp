@@ -4,10 +4,10 @@
 #include "db/connection.h"
 #include "platform/disk.h"
 #include "safety/operation_guard.h"
+#include "safety/replacement.h"
 #include "util/paths.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -447,41 +447,6 @@ std::string Method(sqlite3* db) {
            ")";
 }
 
-// Keeps the damaged database in the safety-copy folder beside it before it
-// is replaced, after making sure no other program has it open (its later
-// writes would go to the replaced file and be lost).
-void KeepSafetyCopy(const std::string& damaged, const platform::Clock& clock,
-                    safety::OperationGuard& guard, SalvageOutcome& outcome) {
-    const std::string holders = safety::DescribeOtherHolders(damaged);
-    if (!holders.empty()) {
-        throw SalvageError(holders);
-    }
-    std::string error;
-    if (!safety::MakeSafetyCopy(damaged, "salvage", clock, outcome.Kept, error)) {
-        throw SalvageError("No safety copy of " + damaged +
-                           " could be made, so nothing was done: " + error);
-    }
-    if (!guard.SetSafetyCopy(outcome.Kept.path)) {
-        throw SalvageError("The marker of this run cannot be written beside " + damaged);
-    }
-}
-
-std::string WorkingName(const std::string& destination) {
-    for (int n = 1;; ++n) {
-        const std::string name =
-            destination + ".salvage-" + std::to_string(::getpid()) + "-" + std::to_string(n);
-        if (!fs::exists(name) && !fs::exists(name + "-journal")) {
-            return name;
-        }
-    }
-}
-
-void Remove(const std::string& file) {
-    std::error_code ec;
-    fs::remove(file, ec);
-    fs::remove(file + "-journal", ec);
-}
-
 std::string Counted(int64_t rows) {
     return rows < 0 ? "?" : std::to_string(rows);
 }
@@ -519,10 +484,11 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
         if (!guard.Begin(error)) {
             throw SalvageError(error);
         }
-        if (request.Replace) {
-            KeepSafetyCopy(damaged, clock, guard, outcome);
+        if (request.Replace &&
+            !safety::KeepBeforeReplacing(guard, damaged, "salvage", clock, outcome.Kept, error)) {
+            throw SalvageError(error);
         }
-        working = WorkingName(destination);
+        working = safety::WorkingNameBeside(destination, "salvage");
         if (!guard.AddLeftover(working) || !db::CreateDatabaseFile(working, error)) {
             throw SalvageError("The new database cannot be made: " + error);
         }
@@ -661,20 +627,16 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
         if (!platform::FlushToDisk(working, error)) {
             throw SalvageError(error);
         }
+        bool replaced = false;
         if (request.Replace) {
-            // The safety copy was read with any interrupted change played
-            // back; a journal still beside the file belongs to it alone and
-            // would be played back into the new database.
-            std::error_code ec;
-            fs::remove(damaged + "-journal", ec);
-            if (!guard.SetDatabaseTouched(true)) {
-                throw SalvageError("The marker of this run cannot be written beside " + damaged);
+            if (!safety::ReplaceDatabase(guard, working, damaged, {}, replaced, error)) {
+                throw SalvageError("The salvaged database cannot be put at " + destination + ": " +
+                                   error);
             }
         } else if (fs::exists(destination)) {
             throw SalvageError("A file appeared at " + destination +
                                " meanwhile; it is left alone");
-        }
-        if (!platform::ReplaceFile(working, destination, error)) {
+        } else if (!platform::ReplaceFile(working, destination, error)) {
             throw SalvageError("The salvaged database cannot be put at " + destination + ": " +
                                error);
         }
@@ -684,10 +646,7 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
         outcome.Error = e.what();
         Log(settings, std::string("{*} ") + e.what());
     }
-    if (!working.empty()) {
-        Remove(working);
-    }
-    guard.End();
+    safety::EndRun(guard, working);
     if (ok && !outcome.Kept.path.empty()) {
         Log(settings, "{ } Safety copy           : " + outcome.Kept.path);
         safety::PruneSafetyCopies(damaged);

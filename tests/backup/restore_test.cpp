@@ -349,7 +349,7 @@ TEST(PlaceRestoredFile, AFailureAtAnyStepLeavesTheOldFileAsItWas) {
             Placed placed;
             const bool placedIt = PlaceRestoredFile(
                 run.settings, arc, targets[i], entries[i].StartPos, entries[i].FileLength,
-                run.clock, placed, nullptr, [&](PlaceStep s) { return s == step; });
+                run.clock, placed, [&](PlaceStep s) { return s == step; });
             // Only a database is checked; the letter never meets that step.
             const bool expected = i == 1 && step == PlaceStep::Check;
             EXPECT_EQ(placedIt, expected) << placed.error;
