@@ -97,7 +97,8 @@ TEST_F(CreateCommand, AStoreThatCannotBeReadIsReportedNeverTakenForNoDatabase) {
     WriteFile(dir / "data/Ketrova.mdb", "");
     for (const std::string& args : std::vector<std::string>{
              "create '" + dir.str() + "fresh'", "connect '" + dir.str() + "data'", "locate", "mode",
-             "archive restore x.kbx --link"}) {
+             "archive restore x.kbx --link",
+             "import-jet nowhere.mdb '" + dir.str() + "data' --overwrite --register"}) {
         SCOPED_TRACE(args);
         CliResult r = Run(args);
         EXPECT_EQ(r.exitCode, 1);
