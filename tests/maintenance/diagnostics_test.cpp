@@ -411,6 +411,10 @@ TEST_F(DiagnosticsTest, TheIntegrityChecksReportDamageBeforeAnyRepair) {
     EXPECT_EQ(lines[0].rfind("{*} Integrity check           : ", 0), 0u) << lines[0];
     EXPECT_TRUE(Has(lines, "{*} Foreign key check         : 2 rows refer to missing rows"));
     EXPECT_TRUE(Has(lines, "{*}   RentLog row 2 refers to a missing Lease"));
+    EXPECT_EQ(lines.back(), "{*} Salvage recommended       : run 'ostrand-cli salvage', or "
+                            "choose \"Salvage a damaged database\" in the maintenance wizard, to "
+                            "read every row that can still be read into a new database; the "
+                            "damaged one is kept");
     c.Close();
 
     WriteFile(dbFolder + "Version", "9\r\n");
