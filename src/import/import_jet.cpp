@@ -355,6 +355,9 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
         outcome.Status = "Database import failed.";
     } else if (outcome.Version >= startup::CurrentDBVersion) {
         outcome.Status = "Database imported: " + counts + ".";
+    } else if (!request.Upgrade) {
+        outcome.Status = "Database imported: " + counts + "; its version " +
+                         std::to_string(outcome.Version) + " needs an upgrade.";
     } else {
         Log(settings,
             "{-} Upgrading the imported database from version " + std::to_string(outcome.Version));

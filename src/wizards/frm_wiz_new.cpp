@@ -1,11 +1,14 @@
 #include "wizards/frm_wiz_new.h"
 
 #include "create/create_db.h"
+#include "import/import_jet.h"
 #include "platform/environment.h"
+#include "startup/locator.h"
 #include "startup/registry.h"
 #include "startup/start_mode.h"
 #include "util/paths.h"
 #include "wizards/bar_progress.h"
+#include "wizards/frm_wiz_upgrade.h"
 
 #include <QButtonGroup>
 #include <QLabel>
@@ -29,6 +32,14 @@ const char* const kDatabaseExists =
     "create a new database the old one will be overwritten and you will lose \n"
     "all existing data.\n\nDo you want to continue creating a new database?";
 
+// Asked before an import replaces a database; No, the default, keeps it.
+std::string ImportOverwriteText(const std::string& folder) {
+    return "A database already exists at the selected location:\n" + folder +
+           "Ketrova.mdb\n\nIf you continue, the imported database takes its place. The "
+           "database that is there now is kept in the SafetyCopies folder beside it.\n\nDo "
+           "you want to replace it with the imported database?";
+}
+
 // A folder the new database can be written into: it exists and we may create
 // files there. The same test as ostrand-cli's, so both refuse the same folders.
 bool UsableFolder(const std::string& folder) {
@@ -38,28 +49,32 @@ bool UsableFolder(const std::string& folder) {
 } // namespace
 
 frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizNew", "Ketrova Database Wizard", 5,
+    : WizardWindow(context.settings, context.ui, "frmWizNew", "Ketrova Database Wizard", 7,
                    "create", parent),
       context_(context) {
     SetPageHeading(PageChoice, "Welcome to the Ketrova Database Wizard");
-    AddText(PageChoice, "No Ketrova database was found for this computer. You can create a new, "
-                        "empty database, or tell Ketrova where an existing database is kept.");
+    AddText(PageChoice,
+            "No Ketrova database was found for this computer. You can create a new, empty "
+            "database, bring over the database Ketrova kept on Windows, or tell Ketrova where an "
+            "existing database is kept.");
     optNewDB_ = new QRadioButton("&Create a new database", Page(PageChoice));
     optNewDB_->setObjectName("optNewDB");
+    optImport_ = new QRadioButton("&Import a database from Windows", Page(PageChoice));
+    optImport_->setObjectName("optImport");
     optConnect_ = new QRadioButton("C&onnect to an existing database", Page(PageChoice));
     optConnect_->setObjectName("optConnect");
     auto* group = new QButtonGroup(this);
-    group->addButton(optNewDB_);
-    group->addButton(optConnect_);
-    optNewDB_->setChecked(true);
     PageLayout(PageChoice)->addSpacing(6);
-    PageLayout(PageChoice)->addWidget(optNewDB_);
-    PageLayout(PageChoice)->addWidget(optConnect_);
+    for (QRadioButton* option : {optNewDB_, optImport_, optConnect_}) {
+        group->addButton(option);
+        PageLayout(PageChoice)->addWidget(option);
+        connect(option, &QRadioButton::toggled, this, [this] { OptionChosen(); });
+    }
+    optNewDB_->setChecked(true);
     PageLayout(PageChoice)->addSpacing(12);
     lblStoreProblem_ = AddText(PageChoice, {}, "lblStoreProblem");
     lblStoreProblem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     PageLayout(PageChoice)->addStretch(1);
-    connect(optNewDB_, &QRadioButton::toggled, this, [this] { OptionChosen(); });
 
     SetPageHeading(PageNewPath, "Location of the new database");
     AddText(PageNewPath, "Choose the folder in which the new database will be created. The "
@@ -95,6 +110,32 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     lblFinish_ = AddText(PageFinish, {}, "lblFinish");
     PageLayout(PageFinish)->addStretch(1);
 
+    SetPageHeading(PageImportPath, "Import a database from Windows");
+    AddText(PageImportPath,
+            "Choose the database Ketrova kept on Windows (Ketrova.mdb, or an .accdb file) and "
+            "the folder for the database on this computer. The Version file beside it comes "
+            "along; an older database is brought up to date by the upgrade wizard next.");
+    AddText(PageImportPath, "Windows database:");
+    txtImportFile_ =
+        AddFolderRow(PageImportPath, "txtImportFile", "cmdChangeImportFile", "CHANGEIMPORTFILE");
+    txtImportFile_->setAccessibleName("Windows database");
+    // The folder row below has the other browse button, and "&B" with it.
+    findChild<QPushButton*>("cmdChangeImportFile")->setText("Bro&wse...");
+    AddText(PageImportPath, "Folder for the database:");
+    txtImportPath_ =
+        AddFolderRow(PageImportPath, "txtImportPath", "cmdChangeImportPath", "CHANGEIMPORTPATH");
+    txtImportPath_->setAccessibleName("Folder for the database");
+    PageLayout(PageImportPath)->addStretch(1);
+    connect(txtImportFile_, &QLineEdit::textChanged, this, [this] { ImportFileChanged(); });
+
+    SetPageHeading(PageImport, "Ready to import the database");
+    lblImportFrom_ = AddText(PageImport, {}, "lblImportFrom");
+    AddText(PageImport, "Press Start to import it.");
+    PageLayout(PageImport)->addSpacing(12);
+    importRun_ = AddRunWidgets(PageImport, "Importing the database ...");
+    lblImportResult_ = AddText(PageImport, {}, "lblImportResult");
+    PageLayout(PageImport)->addStretch(1);
+
     Register("NODB", [this] { NODB(); });
     Register("NEWDBPATH", [this] { NewDBPath(); });
     Register("CREATEDB_1", [this] { CreateDB_1(); });
@@ -105,6 +146,12 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     Register("FINISH_FAILURE", [this] { Finish_Failure(); });
     Register("CHANGENEWPATH", [this] { ChangeNewPath(); });
     Register("CHANGECONNECTPATH", [this] { ChangeConnectPath(); });
+    Register("IMPORTPATH", [this] { ImportPath(); });
+    Register("IMPORTDB_1", [this] { ImportDB_1(); });
+    Register("IMPORTDB_2", [this] { ImportDB_2(); });
+    Register("RUNUPGRADE", [this] { StartUpgrade(); });
+    Register("CHANGEIMPORTFILE", [this] { ChangeImportFile(); });
+    Register("CHANGEIMPORTPATH", [this] { ChangeImportPath(); });
     Register("EXIT", [this] {
         startup::LaunchAppStart(settings_, ui_);
         close();
@@ -114,6 +161,8 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
 
     NODB();
 }
+
+frmWizNew::~frmWizNew() = default;
 
 void frmWizNew::NODB() {
     // A settings store that cannot be read may well name a database: neither
@@ -127,7 +176,9 @@ void frmWizNew::NODB() {
 }
 
 void frmWizNew::OptionChosen() {
-    SetTag(ActionButton, optConnect_->isChecked() ? "BROWSECONNECT" : "NEWDBPATH");
+    SetTag(ActionButton, optConnect_->isChecked()  ? "BROWSECONNECT"
+                         : optImport_->isChecked() ? "IMPORTPATH"
+                                                   : "NEWDBPATH");
 }
 
 void frmWizNew::NewDBPath() {
@@ -170,6 +221,7 @@ void frmWizNew::CreateDB_2() {
     lblCreateStatus_->clear();
     lblCreateStatus_->show();
     bool created = false;
+    importing_ = false;
     kept_ = {};
     RunLocked([&] {
         RunLogScope log(settings_);
@@ -222,34 +274,131 @@ void frmWizNew::MakeConnect() {
 void frmWizNew::Finish_Success() {
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, "The database is ready");
-    lblFinish_->setText("The Ketrova database is now ready for use.\n\n" + BackupAdvice() +
-                        KeptCopyText());
+    lblFinish_->setText(SuccessPageText("The Ketrova database is now ready for use.", kept_.path));
     ShowPage(PageFinish);
 }
 
 void frmWizNew::Finish_Failure() {
     ResetAll(false, true, true, FaceFailure);
-    SetPageHeading(PageFinish, "The database could not be created");
-    const std::string cause = startup::LastErrorLine(startup::RunLogPath(settings_));
+    SetPageHeading(PageFinish, importing_ ? "The database could not be imported"
+                                          : "The database could not be created");
     lblFinish_->setText(
-        FailureText("Database creation failure.", startup::RunLogFolder(settings_)) +
-        (cause.empty() ? QString() : "\n\nCause: " + QString::fromStdString(cause)) +
-        KeptCopyText());
+        FailurePageText(importing_ ? "Database import failure." : "Database creation failure.",
+                        settings_, kept_.path));
     ShowPage(PageFinish);
 }
 
-QString frmWizNew::KeptCopyText() const {
-    if (kept_.path.empty()) {
-        return {};
+void frmWizNew::ImportPath() {
+    ResetAll(true, false, true, FaceNext);
+    txtImportPath_->setText(QString::fromStdString(settings_.AppPath + "db/"));
+    ImportFileChanged(); // the file may have come or gone since the page was last shown
+    SetTag(BackButton, "NODB");
+    SetTag(ActionButton, "IMPORTDB_1");
+    ShowPage(PageImportPath);
+}
+
+void frmWizNew::ImportFileChanged() {
+    Button(ActionButton)->setEnabled(util::FileExists(txtImportFile_->text().toStdString()));
+}
+
+void frmWizNew::ImportDB_1() {
+    const std::string folder = util::AddBackslash(txtImportPath_->text().toStdString());
+    if (!UsableFolder(folder)) {
+        ui_.MessageBox(kInvalidDirectory, util::Buttons::OK, util::Icon::Exclamation,
+                       "Invalid Directory");
+        return;
     }
-    return "\n\nThe database that was there before is kept:\n" +
-           QString::fromStdString(safety::SafetyCopyLine(kept_));
+    replaceExisting_ = util::FileExists(folder + "Ketrova.mdb");
+    if (replaceExisting_ &&
+        // Yes replaces the user's data: only a deliberate click may give it.
+        ui_.MessageBox(ImportOverwriteText(folder), util::Buttons::YesNoDefaultNo,
+                       util::Icon::Question, "Database Exists") != util::Answer::Yes) {
+        return;
+    }
+    WarnIfOnNetworkShare(folder);
+    importFile_ = txtImportFile_->text().toStdString();
+    newFolder_ = folder;
+    ResetAll(true, true, true, FaceStart);
+    SetTag(BackButton, "IMPORTPATH");
+    SetTag(ActionButton, "IMPORTDB_2");
+    lblImportFrom_->setText("The Windows database " + QString::fromStdString(importFile_) +
+                            " will be imported into " + QString::fromStdString(folder));
+    importRun_.caption->hide();
+    importRun_.bar->hide();
+    importRun_.status->hide();
+    lblImportResult_->clear();
+    ShowPage(PageImport);
+}
+
+void frmWizNew::ImportDB_2() {
+    importRun_.caption->show();
+    importRun_.bar->setValue(0);
+    importRun_.bar->show();
+    importRun_.status->clear();
+    importRun_.status->show();
+    importing_ = true;
+    kept_ = {};
+    bool imported = false;
+    import::ImportOutcome outcome;
+    RunLocked([&] {
+        RunLogScope log(settings_);
+        BarProgress progress(importRun_.bar, importRun_.status);
+        import::ImportRequest request{importFile_, newFolder_, replaceExisting_, false};
+        try {
+            imported = import::ImportJet(settings_, context_.connection, progress, ui_,
+                                         context_.clock, request, outcome);
+        } catch (...) {
+            // Whatever escaped the import, the user must land on the failure page.
+            imported = false;
+        }
+    });
+    kept_ = outcome.Kept;
+    const bool older = imported && outcome.Version < startup::CurrentDBVersion;
+    if (imported) {
+        startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
+                                settings_.AltDB, newFolder_);
+        // The database the upgrade wizard, and the suite, work on from now.
+        settings_.DBPath = newFolder_;
+        settings_.DBFile = newFolder_ + "Ketrova.mdb";
+    }
+    if (older) {
+        lblImportResult_->setText(
+            "The imported database is version " + QString::number(outcome.Version) +
+            ". Press Next: the upgrade wizard brings it up to date." + SafetyCopyNote(kept_.path));
+    }
+    ResetAll(false, true, false, FaceNext);
+    SetTag(ActionButton, !imported ? "FINISH_FAILURE" : older ? "RUNUPGRADE" : "FINISH_SUCCESS");
+    ShowPage(PageImport);
+}
+
+void frmWizNew::StartUpgrade() {
+    if (!upgrade_) {
+        upgrade_ = std::make_unique<frmWizUpgrade>(context_);
+    }
+    upgrade_->show();
+    close();
 }
 
 void frmWizNew::ChangeNewPath() {
     if (auto folder = ui_.BrowseFolder(
             this, "Select directory for new database:", txtNewPath_->text().toStdString())) {
         txtNewPath_->setText(QString::fromStdString(*folder));
+    }
+}
+
+void frmWizNew::ChangeImportFile() {
+    const std::string typed = txtImportFile_->text().toStdString();
+    if (auto file = ui_.ChooseOpenFile(this, "Select the Windows database to import:",
+                                       typed.empty() ? settings_.AppPath : typed,
+                                       "Windows databases (*.mdb *.accdb);;All files (*)")) {
+        txtImportFile_->setText(QString::fromStdString(*file));
+    }
+}
+
+void frmWizNew::ChangeImportPath() {
+    if (auto folder = ui_.BrowseFolder(this, "Select directory for the imported database:",
+                                       txtImportPath_->text().toStdString())) {
+        txtImportPath_->setText(QString::fromStdString(*folder));
     }
 }
 

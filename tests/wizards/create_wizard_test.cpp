@@ -3,6 +3,7 @@
 
 #include "wizard_fixture.h"
 #include "wizards/frm_wiz_new.h"
+#include "wizards/frm_wiz_upgrade.h"
 
 #include <QLineEdit>
 #include <QProgressBar>
@@ -13,10 +14,19 @@ namespace {
 using wizards::frmWizNew;
 using W = wizards::WizardWindow;
 
+const std::string JetFiles = OSTRAND_SOURCE_DIR "/../shared/jet/";
+
 class CreateWizardTest : public wizardtest::WizardFixture {
 protected:
-    void SetFolder(frmWizNew& w, const std::string& folder) {
-        w.findChild<QLineEdit*>("txtNewPath")->setText(QString::fromStdString(folder));
+    static void SetText(frmWizNew& w, const char* box, const std::string& text) {
+        w.findChild<QLineEdit*>(box)->setText(QString::fromStdString(text));
+    }
+    void SetFolder(frmWizNew& w, const std::string& folder) { SetText(w, "txtNewPath", folder); }
+    // The import's pages up to Start, with `file` to import into db/.
+    static void ReadyToImport(frmWizNew& w, const std::string& file) {
+        w.RunCommand("IMPORTPATH");
+        SetText(w, "txtImportFile", file);
+        w.RunCommand("IMPORTDB_1");
     }
 };
 
@@ -221,6 +231,92 @@ TEST_F(CreateWizardTest, AStoreThatCannotBeReadIsShownAndNoWayOnIsOpen) {
     EXPECT_TRUE(Text<QLabel>(w, "lblStoreProblem")
                     .startsWith(QString::fromStdString("The settings store " +
                                                        settings.RegistryFile + " is damaged")));
+}
+
+TEST_F(CreateWizardTest, ImportsAWindowsDatabaseAndHandsAnOlderOneToTheUpgradeWizard) {
+    frmWizNew w(context);
+    w.show();
+    w.findChild<QRadioButton*>("optImport")->click();
+    EXPECT_EQ(w.Tag(W::ActionButton), "IMPORTPATH");
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizNew::PageImportPath);
+    EXPECT_EQ(Text<QLineEdit>(w, "txtImportPath").toStdString(), settings.AppPath + "db/");
+    EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled()) << "no Windows database chosen yet";
+    ui.openAnswer = JetFiles + "DateTestDatabase.mdb"; // no Version file beside it: version 0
+    QTest::mouseClick(w.findChild<QPushButton*>("cmdChangeImportFile"), Qt::LeftButton);
+    Press(w, W::ActionButton);
+    ASSERT_EQ(w.VisiblePage(), frmWizNew::PageImport);
+    EXPECT_EQ(w.Tag(W::ActionButton), "IMPORTDB_2");
+
+    QStringList statuses;
+    CheckLockedWhileWorking(w, [&] { statuses << Text<QLabel>(*w.Page(6), "lblCreateStatus"); });
+    Press(w, W::ActionButton);
+    ui.onEvents = nullptr;
+    EXPECT_TRUE(statuses.contains("Importing table DateTest ..."))
+        << statuses.join('|').toStdString();
+    const std::string folder = settings.AppPath + "db/";
+    EXPECT_EQ(Registered(), folder);
+    EXPECT_EQ(testsupport::ReadFile(folder + "Version"), "0\r\n");
+    EXPECT_EQ(w.Tag(W::ActionButton), "RUNUPGRADE");
+
+    Press(w, W::ActionButton);
+    EXPECT_FALSE(w.isVisible());
+    wizards::frmWizUpgrade* upgrade = w.UpgradeWindow();
+    ASSERT_NE(upgrade, nullptr);
+    EXPECT_TRUE(upgrade->isVisible());
+    upgrade->RunCommand("RUNUPGRADE_1");
+    upgrade->RunCommand("RUNUPGRADE_2");
+    EXPECT_EQ(upgrade->Tag(W::ActionButton), "FINISH_SUCCESS");
+    EXPECT_EQ(testsupport::ReadFile(folder + "Version"), "9\r\n");
+    upgrade->close();
+}
+
+TEST_F(CreateWizardTest, AnImportReplacesADatabaseOnlyAfterYesAndNamesItsCopyOrItsCause) {
+    const auto existing = home / "db" / "Ketrova.mdb";
+    testsupport::WriteFile(existing, "the landlord's only copy");
+    // A current Windows database: nothing to upgrade after the import.
+    std::filesystem::create_directory(home / "win");
+    std::filesystem::copy_file(JetFiles + "DateTestDatabase.mdb", home / "win" / "Ketrova.mdb");
+    testsupport::WriteFile(home / "win" / "Version", "9\r\n");
+    testsupport::WriteFile(home / "win" / "notes.mdb", "Version 9 of the rent roll\n");
+    const struct {
+        const char* file;
+        util::Answer answer;
+        const char* outcome; // the action's tag after the run; "" when no run was allowed
+        const char* finish;  // how the last page begins
+    } cases[] = {
+        {"Ketrova.mdb", util::Answer::No, "", ""},
+        {"notes.mdb", util::Answer::Yes, "FINISH_FAILURE", "Database import failure.\n\n"},
+        {"Ketrova.mdb", util::Answer::Yes, "FINISH_SUCCESS",
+         "The Ketrova database is now ready for use.\n\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.file) + (c.answer == util::Answer::Yes ? " Yes" : " No"));
+        frmWizNew w(context);
+        ui.boxes.clear();
+        ui.answers = {c.answer};
+        ReadyToImport(w, (home / "win" / c.file).string());
+        ASSERT_EQ(ui.boxes.size(), 1u);
+        EXPECT_EQ(ui.boxes[0].title, "Database Exists");
+        EXPECT_EQ(ui.boxes[0].buttons, util::Buttons::YesNoDefaultNo);
+        if (!*c.outcome) {
+            EXPECT_EQ(w.VisiblePage(), frmWizNew::PageImportPath);
+            continue;
+        }
+        w.RunCommand("IMPORTDB_2");
+        ASSERT_EQ(w.Tag(W::ActionButton), c.outcome);
+        w.RunCommand(c.outcome);
+        const QString text = Text<QLabel>(w, "lblFinish");
+        EXPECT_TRUE(text.startsWith(c.finish)) << text.toStdString();
+        const bool failed = c.outcome == std::string("FINISH_FAILURE");
+        EXPECT_EQ(text.contains("\n\nCause: "), failed) << text.toStdString();
+        EXPECT_EQ(text.contains("\n\nSafety copy: "), !failed) << text.toStdString();
+        EXPECT_EQ(Registered().empty(), failed);
+        EXPECT_EQ(testsupport::ReadFile(existing) == "the landlord's only copy", failed);
+    }
+    const auto copies = safety::ListSafetyCopies(existing.string());
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(testsupport::ReadFile(copies[0].path), "the landlord's only copy");
 }
 
 TEST_F(CreateWizardTest, HelpOpensTheShippedPageOfThisWizard) {

@@ -49,6 +49,11 @@ public:
         folderStarts.push_back(start);
         return folderAnswer;
     }
+    std::optional<std::string> ChooseOpenFile(QWidget*, const std::string& title,
+                                              const std::string&, const std::string&) override {
+        fileTitles.push_back(title);
+        return openAnswer;
+    }
     std::optional<std::string> ChooseSaveFile(QWidget*, const std::string&,
                                               const std::string&) override {
         return saveAnswer;
@@ -64,6 +69,8 @@ public:
     std::vector<std::string> opened; // what went to the desktop's viewer
     bool viewerTakes = true;         // false: no viewer on this desktop
     std::optional<std::string> saveAnswer;
+    std::optional<std::string> openAnswer;
+    std::vector<std::string> fileTitles;
 
 protected:
     bool LaunchViewer(const std::string& path) override {
