@@ -34,7 +34,7 @@ const char* const kDatabaseExists =
 
 // Asked before an import replaces a database; No, the default, keeps it.
 std::string ImportOverwriteText(const std::string& folder) {
-    return "A database already exists at the selected location:\n" + folder +
+    return "A database already exists at the selected location:\n" + util::AddBackslash(folder) +
            "Ketrova.mdb\n\nIf you continue, the imported database takes its place. The "
            "database that is there now is kept in the SafetyCopies folder beside it.\n\nDo "
            "you want to replace it with the imported database?";
@@ -92,10 +92,7 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     lblCreateFolder_->setContentsMargins(12, 0, 0, 0);
     AddText(PageCreate, "Press Start to create it.");
     PageLayout(PageCreate)->addSpacing(12);
-    const RunWidgets run = AddRunWidgets(PageCreate, "Creating the database ...");
-    lblDBCreate_ = run.caption;
-    pgbMakeDB_ = run.bar;
-    lblCreateStatus_ = run.status;
+    createRun_ = AddRunWidgets(PageCreate, "Creating the database ...");
     PageLayout(PageCreate)->addStretch(1);
 
     SetPageHeading(PageConnect, "Connect to an existing database");
@@ -189,43 +186,46 @@ void frmWizNew::NewDBPath() {
     ShowPage(PageNewPath);
 }
 
-void frmWizNew::CreateDB_1() {
-    const std::string folder = util::AddBackslash(txtNewPath_->text().toStdString());
+std::optional<std::string> frmWizNew::ChosenFolder(const QLineEdit* box,
+                                                   const std::string& replaceQuestion) {
+    const std::string folder = util::AddBackslash(box->text().toStdString());
     if (!UsableFolder(folder)) {
         ui_.MessageBox(kInvalidDirectory, util::Buttons::OK, util::Icon::Exclamation,
                        "Invalid Directory");
-        return;
+        return std::nullopt;
     }
     if (util::FileExists(folder + "Ketrova.mdb") &&
         // Yes replaces the user's data: only a deliberate click may give it.
-        ui_.MessageBox(kDatabaseExists, util::Buttons::YesNoDefaultNo, util::Icon::Question,
+        ui_.MessageBox(replaceQuestion, util::Buttons::YesNoDefaultNo, util::Icon::Question,
                        "Database Exists") != util::Answer::Yes) {
-        return;
+        return std::nullopt;
     }
     WarnIfOnNetworkShare(folder);
-    newFolder_ = folder;
+    return folder;
+}
+
+void frmWizNew::CreateDB_1() {
+    const std::optional<std::string> folder = ChosenFolder(txtNewPath_, kDatabaseExists);
+    if (!folder) {
+        return;
+    }
+    newFolder_ = *folder;
     ResetAll(true, true, true, FaceStart);
     SetTag(BackButton, "NEWDBPATH");
     SetTag(ActionButton, "CREATEDB_2");
-    lblCreateFolder_->setText(QString::fromStdString(folder));
-    lblDBCreate_->hide();
-    pgbMakeDB_->hide();
-    lblCreateStatus_->hide();
+    lblCreateFolder_->setText(QString::fromStdString(newFolder_));
+    createRun_.Hide();
     ShowPage(PageCreate);
 }
 
 void frmWizNew::CreateDB_2() {
-    lblDBCreate_->show();
-    pgbMakeDB_->setValue(0);
-    pgbMakeDB_->show();
-    lblCreateStatus_->clear();
-    lblCreateStatus_->show();
+    createRun_.ShowEmpty();
     bool created = false;
     importing_ = false;
     kept_ = {};
     RunLocked([&] {
         RunLogScope log(settings_);
-        BarProgress progress(pgbMakeDB_, lblCreateStatus_);
+        BarProgress progress(createRun_.bar, createRun_.status);
         try {
             created = create::CreateNewDB(settings_, context_.connection, progress, ui_,
                                           context_.clock, newFolder_, &kept_);
@@ -302,40 +302,26 @@ void frmWizNew::ImportFileChanged() {
 }
 
 void frmWizNew::ImportDB_1() {
-    const std::string folder = util::AddBackslash(txtImportPath_->text().toStdString());
-    if (!UsableFolder(folder)) {
-        ui_.MessageBox(kInvalidDirectory, util::Buttons::OK, util::Icon::Exclamation,
-                       "Invalid Directory");
+    const std::optional<std::string> folder =
+        ChosenFolder(txtImportPath_, ImportOverwriteText(txtImportPath_->text().toStdString()));
+    if (!folder) {
         return;
     }
-    replaceExisting_ = util::FileExists(folder + "Ketrova.mdb");
-    if (replaceExisting_ &&
-        // Yes replaces the user's data: only a deliberate click may give it.
-        ui_.MessageBox(ImportOverwriteText(folder), util::Buttons::YesNoDefaultNo,
-                       util::Icon::Question, "Database Exists") != util::Answer::Yes) {
-        return;
-    }
-    WarnIfOnNetworkShare(folder);
+    newFolder_ = *folder;
+    replaceExisting_ = util::FileExists(newFolder_ + "Ketrova.mdb");
     importFile_ = txtImportFile_->text().toStdString();
-    newFolder_ = folder;
     ResetAll(true, true, true, FaceStart);
     SetTag(BackButton, "IMPORTPATH");
     SetTag(ActionButton, "IMPORTDB_2");
     lblImportFrom_->setText("The Windows database " + QString::fromStdString(importFile_) +
-                            " will be imported into " + QString::fromStdString(folder));
-    importRun_.caption->hide();
-    importRun_.bar->hide();
-    importRun_.status->hide();
+                            " will be imported into " + QString::fromStdString(newFolder_));
+    importRun_.Hide();
     lblImportResult_->clear();
     ShowPage(PageImport);
 }
 
 void frmWizNew::ImportDB_2() {
-    importRun_.caption->show();
-    importRun_.bar->setValue(0);
-    importRun_.bar->show();
-    importRun_.status->clear();
-    importRun_.status->show();
+    importRun_.ShowEmpty();
     importing_ = true;
     kept_ = {};
     bool imported = false;

@@ -10,11 +10,11 @@
 #include "wizards/wizard_window.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 class QLabel;
 class QLineEdit;
-class QProgressBar;
 class QRadioButton;
 
 namespace wizards {
@@ -64,6 +64,11 @@ private:
     void ConnectPathChanged();
     void ImportFileChanged();
     void OptionChosen();
+    // The folder typed in `box`, ending in "/", once it can take the
+    // database and, where one is there already, the user said Yes to
+    // `replaceQuestion`; nothing when not, the user having been told why.
+    std::optional<std::string> ChosenFolder(const QLineEdit* box,
+                                            const std::string& replaceQuestion);
 
     WizardContext context_;
     std::string newFolder_;        // the checked folder of the creation or import, ending in "/"
@@ -80,9 +85,7 @@ private:
     QLineEdit* txtNewPath_ = nullptr;
     QLineEdit* txtConnectPath_ = nullptr;
     QLabel* lblCreateFolder_ = nullptr;
-    QLabel* lblDBCreate_ = nullptr;
-    QProgressBar* pgbMakeDB_ = nullptr;
-    QLabel* lblCreateStatus_ = nullptr;
+    RunWidgets createRun_; // lblDBCreate, pgbMakeDB, lblCreateStatus
     QLabel* lblFinish_ = nullptr;
     QLineEdit* txtImportFile_ = nullptr;
     QLineEdit* txtImportPath_ = nullptr;

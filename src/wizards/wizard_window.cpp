@@ -365,6 +365,20 @@ WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& c
     return w;
 }
 
+void WizardWindow::RunWidgets::Hide() const {
+    caption->hide();
+    bar->hide();
+    status->hide();
+}
+
+void WizardWindow::RunWidgets::ShowEmpty() const {
+    caption->show();
+    bar->setValue(0);
+    bar->show();
+    status->clear();
+    status->show();
+}
+
 void WizardWindow::OpenHelp() {
     ui_.OpenDocument(HelpPage(startup::DataFolder(settings_), helpTopic_.toStdString()));
 }

@@ -139,6 +139,10 @@ protected:
         QLabel* caption = nullptr;
         QProgressBar* bar = nullptr;
         QLabel* status = nullptr;
+        // Out of sight until the run starts.
+        void Hide() const;
+        // In sight as the run starts: at 0, without a status.
+        void ShowEmpty() const;
     };
     RunWidgets AddRunWidgets(int index, const QString& caption);
 
