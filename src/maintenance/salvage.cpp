@@ -665,4 +665,42 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
     return ok;
 }
 
+std::string FreeSalvageName(const std::string& folder) {
+    const std::string first = util::AddBackslash(folder) + "Ketrova.salvaged";
+    std::string name = first + ".mdb";
+    std::error_code ec;
+    for (int n = 2; fs::exists(fs::symlink_status(name, ec)); ++n) {
+        name = first + "-" + std::to_string(n) + ".mdb";
+    }
+    return name;
+}
+
+bool PutSalvagedInPlace(startup::RunSettings& settings, const std::string& salvaged,
+                        const platform::Clock& clock, safety::SafetyCopy& kept,
+                        std::string& error) {
+    kept = {};
+    const std::string damaged = settings.DBFile;
+    Log(settings, "{-} Putting the salvaged database in place");
+    Log(settings, "{ } Salvaged database     : " + salvaged);
+    Log(settings, "{ } Damaged database      : " + damaged);
+    safety::OperationGuard guard(damaged, "salvage", clock);
+    bool replaced = false;
+    const bool ok = guard.Begin(error) &&
+                    safety::KeepBeforeReplacing(guard, damaged, "salvage", clock, kept, error) &&
+                    safety::InstallCopy(guard, salvaged, damaged, {}, replaced, error);
+    guard.End();
+    if (!ok) {
+        Log(settings, "{*} " + error);
+        return false;
+    }
+    if (!kept.path.empty()) {
+        Log(settings, "{ } Safety copy           : " + kept.path);
+    }
+    std::error_code ec;
+    fs::remove(salvaged, ec); // its rows are the database's now
+    safety::PruneSafetyCopies(damaged);
+    Log(settings, "{-} Salvaged database in place");
+    return true;
+}
+
 } // namespace maintenance

@@ -220,19 +220,12 @@ void frmWizNew::CreateDB_1() {
 
 void frmWizNew::CreateDB_2() {
     createRun_.ShowEmpty();
-    bool created = false;
     importing_ = false;
     kept_ = {};
-    RunLocked([&] {
-        RunLogScope log(settings_);
+    const bool created = RunLogged([&] {
         BarProgress progress(createRun_.bar, createRun_.status);
-        try {
-            created = create::CreateNewDB(settings_, context_.connection, progress, ui_,
-                                          context_.clock, newFolder_, &kept_);
-        } catch (...) {
-            // Whatever escaped the creation, the user must land on the failure page.
-            created = false;
-        }
+        return create::CreateNewDB(settings_, context_.connection, progress, ui_, context_.clock,
+                                   newFolder_, &kept_);
     });
     if (created) {
         startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
@@ -324,19 +317,11 @@ void frmWizNew::ImportDB_2() {
     importRun_.ShowEmpty();
     importing_ = true;
     kept_ = {};
-    bool imported = false;
     import::ImportOutcome outcome;
-    RunLocked([&] {
-        RunLogScope log(settings_);
+    const bool imported = RunLogged([&] {
         BarProgress progress(importRun_.bar, importRun_.status);
-        import::ImportRequest request{importFile_, newFolder_, replaceExisting_, false};
-        try {
-            imported = import::ImportJet(settings_, context_.connection, progress, ui_,
-                                         context_.clock, request, outcome);
-        } catch (...) {
-            // Whatever escaped the import, the user must land on the failure page.
-            imported = false;
-        }
+        return import::ImportJet(settings_, context_.connection, progress, ui_, context_.clock,
+                                 {importFile_, newFolder_, replaceExisting_, false}, outcome);
     });
     kept_ = outcome.Kept;
     const bool older = imported && outcome.Version < startup::CurrentDBVersion;

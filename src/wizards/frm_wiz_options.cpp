@@ -2,9 +2,13 @@
 
 #include "maintenance/compact.h"
 #include "maintenance/diagnostics.h"
+#include "maintenance/salvage.h"
 #include "safety/put_back.h"
+#include "safety/replacement.h"
 #include "safety/safety_copy.h"
 #include "util/format.h"
+#include "util/paths.h"
+#include "wizards/bar_progress.h"
 #include "wizards/frm_restore.h"
 #include "wizards/pictures.h"
 #include "wizards/report_probe.h"
@@ -22,7 +26,7 @@
 namespace wizards {
 
 frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizOptions", "Ketrova Database Wizard", 4,
+    : WizardWindow(context.settings, context.ui, "frmWizOptions", "Ketrova Database Wizard", 5,
                    "options", parent),
       context_(context) {
     SetPageHeading(PageChoice, "Database maintenance");
@@ -32,9 +36,10 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
             "with the database.");
     PageLayout(PageChoice)->addSpacing(6);
     const char* const options[] = {"Compress the Database", "Run Database Diagnostics",
-                                   "Restore the Database", "Put back a safety copy"};
+                                   "Restore the Database", "Put back a safety copy",
+                                   "Salvage a damaged database"};
     auto* group = new QButtonGroup(this);
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 5; ++i) {
         optOptions_[i] = new QRadioButton(options[i], Page(PageChoice));
         optOptions_[i]->setObjectName(QString("optOptions_%1").arg(i));
         group->addButton(optOptions_[i], i);
@@ -42,6 +47,20 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     }
     optOptions_[0]->setChecked(true);
     connect(group, &QButtonGroup::idClicked, this, [this](int id) { OptionChosen(id); });
+    // Salvage is offered only for a database the engine finds damaged.
+    if (util::FileExists(settings_.DBFile)) {
+        ui_.SetBusy(true);
+        damage_ = safety::CheckIntegrity(settings_.DBFile, false);
+        ui_.SetBusy(false);
+    }
+    optOptions_[4]->setVisible(!damage_.empty());
+    if (!damage_.empty()) {
+        PageLayout(PageChoice)->addSpacing(8);
+        AddText(PageChoice,
+                "The database fails the engine's check. Salvage reads every row that can still "
+                "be read into a new database, and can then put it in the damaged one's place.",
+                "lblDamaged");
+    }
     PageLayout(PageChoice)->addStretch(1);
 
     SetPageHeading(PageCompress, "Compress the database");
@@ -92,6 +111,18 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
         }
     });
 
+    SetPageHeading(PageSalvage, "Salvage a damaged database");
+    lblSalvageIntro_ = AddText(PageSalvage, {}, "lblSalvageIntro");
+    salvageRun_ = AddRunWidgets(PageSalvage, "Salvaging the database ...");
+    lstSalvaged_ = new QTreeWidget(Page(PageSalvage));
+    lstSalvaged_->setObjectName("lstSalvaged");
+    lstSalvaged_->setAccessibleName("Rows per table");
+    lstSalvaged_->setHeaderLabels({"Table", "Rows before", "Rows salvaged"});
+    lstSalvaged_->setRootIsDecorated(false);
+    lstSalvaged_->setSelectionMode(QAbstractItemView::NoSelection);
+    PageLayout(PageSalvage)->addWidget(lstSalvaged_, 1);
+    lblSalvageResult_ = AddText(PageSalvage, {}, "lblSalvageResult");
+
     Register("START_OPTIONS", [this] { Start_Options(); });
     Register("COMPRESS_1", [this] { Compress_1(); });
     Register("COMPRESS_2", [this] { Compress_2(); });
@@ -103,6 +134,16 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     Register("START_RESTORE", [this] { StartRestore(); });
     Register("COPIES", [this] { Copies_1(); });
     Register("COPIES_2", [this] { Copies_2(); });
+    Register("SALVAGE_1", [this] { Salvage_1(); });
+    Register("SALVAGE_2", [this] { Salvage_2(); });
+    Register("SALVAGE_3", [this] { Salvage_3(); });
+    Register("SALVAGE_4", [this] { Salvage_4(); });
+    Register("SALVAGE_FAILURE", [this] {
+        lblFinish_->setText(FailurePageText("Database salvage failure.", settings_, ""));
+        ResetAll(false, true, true, FaceSuccess);
+        SetPageHeading(PageFinish, "Salvage failed");
+        ShowPage(PageFinish);
+    });
     Register("EXIT", [this] { close(); });
     Register("CANCEL", [this] { close(); });
 
@@ -119,6 +160,8 @@ void frmWizOptions::Start_Options() {
         SetTag(ActionButton, "RESTORE");
     } else if (optOptions_[3]->isChecked()) {
         SetTag(ActionButton, "COPIES");
+    } else if (optOptions_[4]->isChecked()) {
+        SetTag(ActionButton, "SALVAGE_1");
     } else {
         SetTag(ActionButton, "DIAGS");
     }
@@ -126,8 +169,8 @@ void frmWizOptions::Start_Options() {
 }
 
 void frmWizOptions::OptionChosen(int index) {
-    const char* const words[] = {"COMPRESS_1", "DIAGS", "RESTORE", "COPIES"};
-    if (index >= 0 && index < 4) {
+    const char* const words[] = {"COMPRESS_1", "DIAGS", "RESTORE", "COPIES", "SALVAGE_1"};
+    if (index >= 0 && index < 5) {
         SetTag(ActionButton, words[index]);
     }
 }
@@ -240,19 +283,98 @@ void frmWizOptions::Copies_2() {
     const std::string name = selected.front()->data(0, Qt::UserRole).toString().toStdString();
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageCopies);
-    bool ok = false;
     safety::SafetyCopy kept;
-    RunLocked([&] {
-        RunLogScope log(settings_);
-        std::string error;
-        ok = safety::PutBackSafetyCopy(settings_, name, context_.clock, kept, error);
-    });
+    std::string error;
+    const bool ok = RunLogged(
+        [&] { return safety::PutBackSafetyCopy(settings_, name, context_.clock, kept, error); });
     const QString first = "The safety copy " + QString::fromStdString(name) + " was put back.";
     lblFinish_->setText(
         ok ? SuccessPageText(first, kept.path)
            : FailurePageText("The safety copy could not be put back.", settings_, kept.path));
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, ok ? "Safety copy put back" : "Putting back failed");
+    ShowPage(PageFinish);
+}
+
+void frmWizOptions::Salvage_1() {
+    salvaged_ = maintenance::FreeSalvageName(settings_.DBPath);
+    lblSalvageIntro_->setText(
+        "The engine's check of the database found: " + QString::fromStdString(damage_) +
+        "\n\nSalvage reads every row that can still be read into a new database, " +
+        QString::fromStdString(salvaged_) +
+        "; the damaged database stays as it is until you choose to replace it. Press Start "
+        "when ready.");
+    salvageRun_.Hide();
+    lstSalvaged_->clear();
+    lstSalvaged_->hide();
+    lblSalvageResult_->clear();
+    ResetAll(true, true, true, FaceStart);
+    SetTag(BackButton, "START_OPTIONS");
+    SetTag(ActionButton, "SALVAGE_2");
+    ShowPage(PageSalvage);
+}
+
+void frmWizOptions::Salvage_2() {
+    ResetAll(false, false, false, FaceNext);
+    ShowPage(PageSalvage);
+    salvageRun_.ShowEmpty();
+    maintenance::SalvageOutcome outcome;
+    const bool ok = RunLogged([&] {
+        BarProgress progress(salvageRun_.bar, salvageRun_.status);
+        return maintenance::SalvageDB(settings_, progress, ui_, context_.clock, {salvaged_, false},
+                                      outcome);
+    });
+    int64_t rows = 0;
+    for (const maintenance::SalvagedTable& t : outcome.Tables) {
+        auto* item = new QTreeWidgetItem(lstSalvaged_,
+                                         {QString::fromStdString(t.Name),
+                                          t.Before < 0 ? QString("?") : QString::number(t.Before),
+                                          QString::number(t.After)});
+        item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
+        rows += t.After;
+    }
+    for (int column = 0; column < lstSalvaged_->columnCount(); ++column) {
+        lstSalvaged_->resizeColumnToContents(column);
+    }
+    lstSalvaged_->show();
+    if (ok) {
+        lblSalvageResult_->setText(QString::number(rows) + " rows of " +
+                                   QString::number(outcome.Tables.size()) +
+                                   " tables were read into " + QString::fromStdString(salvaged_) +
+                                   ". Press Next to choose whether it replaces the damaged "
+                                   "database.");
+    }
+    ResetAll(false, true, true, FaceNext);
+    SetTag(ActionButton, ok ? "SALVAGE_3" : "SALVAGE_FAILURE");
+    ShowPage(PageSalvage);
+}
+
+void frmWizOptions::Salvage_3() {
+    lblFinish_->setText(
+        "The salvaged database is ready at " + QString::fromStdString(salvaged_) +
+        ".\n\nPress Start to put it in the place of the damaged database. The damaged database "
+        "is kept in the SafetyCopies folder beside it.\n\nPress Cancel to leave both as they "
+        "are.");
+    ResetAll(false, true, true, FaceStart);
+    SetTag(ActionButton, "SALVAGE_4");
+    SetPageHeading(PageFinish, "Put the salvaged database in place");
+    ShowPage(PageFinish);
+}
+
+void frmWizOptions::Salvage_4() {
+    ResetAll(false, false, false, FaceNext);
+    ShowPage(PageFinish);
+    safety::SafetyCopy kept;
+    std::string error;
+    const bool ok = RunLogged([&] {
+        return maintenance::PutSalvagedInPlace(settings_, salvaged_, context_.clock, kept, error);
+    });
+    lblFinish_->setText(ok ? SuccessPageText("The salvaged database is now in place.", kept.path)
+                           : FailurePageText("The salvaged database could not be put in place.",
+                                             settings_, kept.path));
+    ResetAll(false, true, true, FaceSuccess);
+    SetPageHeading(PageFinish, ok ? "Salvaged database in place" : "Putting it in place failed");
     ShowPage(PageFinish);
 }
 

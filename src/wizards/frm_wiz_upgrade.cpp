@@ -70,17 +70,11 @@ void frmWizUpgrade::RUNUPGRADE_2() {
     lblFinish_->clear();
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageRun);
-    bool upgraded = false;
     upgrade::UpgradeReport report;
-    RunLocked([&] {
-        RunLogScope log(settings_);
+    const bool upgraded = RunLogged([&] {
         BarProgress progress(run_.bar, run_.status);
-        try {
-            upgraded = upgrade::UpgradeDB(settings_, context_.connection, progress, ui_,
-                                          context_.clock, &report);
-        } catch (...) {
-            upgraded = false; // the outcome page and the log carry the failure
-        }
+        return upgrade::UpgradeDB(settings_, context_.connection, progress, ui_, context_.clock,
+                                  &report);
     });
     failedStatements_ = report.FailedStatements;
     safetyCopy_ = report.SafetyCopy;

@@ -309,6 +309,19 @@ void WizardWindow::RunLocked(const std::function<void()>& work) {
     work();
 }
 
+bool WizardWindow::RunLogged(const std::function<bool()>& operation) {
+    bool ok = false;
+    RunLocked([&] {
+        RunLogScope log(settings_);
+        try {
+            ok = operation();
+        } catch (...) {
+            ok = false;
+        }
+    });
+    return ok;
+}
+
 void WizardWindow::SetPageHeading(int index, const QString& heading) {
     if (QFrame* page = Page(index)) {
         page->setProperty(kHeadingProperty, heading);

@@ -125,6 +125,10 @@ protected:
     // nothing can be pressed twice while the work lets events through. Cancel
     // is given back afterwards; the page's reset decides the rest.
     void RunLocked(const std::function<void()>& work);
+    // RunLocked with the run log open around it (RunLogScope). Whatever
+    // escapes `operation` counts as its failure: the user must land on the
+    // failure page, which with the log carries the cause.
+    bool RunLogged(const std::function<bool()>& operation);
 
     // Page building: the page's heading and its column of widgets.
     void SetPageHeading(int index, const QString& heading);

@@ -2,6 +2,7 @@
 // diagnostics report, and the hand-over to the restore window.
 
 #include "db/connection.h"
+#include "safety/replacement.h"
 #include "safety/safety_copy.h"
 #include "startup/locator.h"
 #include "upgrade/old_databases.h"
@@ -181,6 +182,57 @@ TEST_F(OptionsWizardTest, DiagnosticsWriteAndOpenTheReportThenCloseTheWizard) {
     EXPECT_NE(report.find("{ } Testing completed at "), std::string::npos);
     ASSERT_EQ(ui.opened.size(), 1u);
     EXPECT_EQ(ui.opened[0], settings.AppPath + "Ostrand.log");
+}
+
+TEST_F(OptionsWizardTest, SalvagesADamagedDatabaseAndPutsItInPlaceWhenAsked) {
+    {
+        frmWizOptions sound(context);
+        EXPECT_FALSE(sound.findChild<QRadioButton*>("optOptions_4")->isVisibleTo(&sound));
+    }
+    // Rows of a table of their own, one of its leaf pages overwritten.
+    int64_t page = 0, pageSize = 0;
+    {
+        db::Connection c;
+        c.Open(settings.DBFile);
+        c.Execute("CREATE TABLE Notes (Id INTEGER PRIMARY KEY, Body TEXT)");
+        c.Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
+                  "INSERT INTO Notes SELECT i, printf('%0100d', i) FROM n");
+        page = c.Scalar("SELECT pageno FROM dbstat WHERE name = 'Notes' AND pagetype = 'leaf' "
+                        "LIMIT 1 OFFSET 5")
+                   .AsInt();
+        pageSize = c.Scalar("PRAGMA page_size").AsInt();
+    }
+    std::string damaged = testsupport::ReadFile(settings.DBFile);
+    damaged.replace((page - 1) * pageSize, pageSize, pageSize, '\x13');
+    testsupport::WriteFile(settings.DBFile, damaged);
+
+    frmWizOptions w(context);
+    w.show();
+    w.findChild<QRadioButton*>("optOptions_4")->click();
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageSalvage);
+    EXPECT_EQ(w.Tag(W::BackButton), "START_OPTIONS");
+    CheckLockedWhileWorking(w);
+    Press(w, W::ActionButton);
+    ui.onEvents = nullptr;
+    EXPECT_GT(lockedChecks, 0);
+    const auto found =
+        w.findChild<QTreeWidget*>("lstSalvaged")->findItems("Notes", Qt::MatchExactly);
+    ASSERT_EQ(found.size(), 1);
+    const int back = found[0]->text(2).toInt();
+    EXPECT_TRUE(back > 1800 && back < 2000) << back; // only the damaged page's rows are lost
+    EXPECT_TRUE(testsupport::ReadFile(settings.DBFile) == damaged) << "replaced unasked";
+
+    Press(w, W::ActionButton);
+    EXPECT_EQ(w.Tag(W::ActionButton), "SALVAGE_4");
+    Press(w, W::ActionButton);
+    const auto copies = safety::ListSafetyCopies(settings.DBFile);
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_TRUE(testsupport::ReadFile(copies[0].path) == damaged);
+    EXPECT_EQ(Text<QLabel>(w, "lblFinish"),
+              wizards::SuccessPageText("The salvaged database is now in place.", copies[0].path));
+    EXPECT_EQ(safety::CheckIntegrity(settings.DBFile), "");
+    EXPECT_FALSE(std::filesystem::exists(settings.DBPath + "Ketrova.salvaged.mdb"));
 }
 
 TEST_F(OptionsWizardTest, RestoreHandsOverToTheRestoreWindow) {
