@@ -35,11 +35,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using StatementPtr = std::unique_ptr<sqlite3_stmt, Finalize>;
-
 // The library prints its warnings (a page past the end of the file, say),
 // a screenful for one damaged file, to standard error and some stray lines
 // to standard output. They go to the run log, where support reads them,
@@ -121,15 +116,6 @@ std::string CreateTableSql(const std::string& table, const std::vector<JetColumn
     return sql + ")";
 }
 
-StatementPtr Prepare(db::Connection& connection, const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(connection.handle(), sql.c_str(), -1, &statement, nullptr) !=
-        SQLITE_OK) {
-        throw db::Error(sqlite3_errcode(connection.handle()), sqlite3_errmsg(connection.handle()));
-    }
-    return StatementPtr(statement);
-}
-
 void Bind(sqlite3_stmt* statement, int index, const Cell& cell) {
     switch (cell.kind) {
     case Cell::Kind::Null:
@@ -160,7 +146,7 @@ int64_t CopyRows(db::Connection& connection, JetTable& table, const std::string&
     for (size_t i = 0; i < columns.size(); ++i) {
         sql += i ? ", ?" : "?";
     }
-    StatementPtr insert = Prepare(connection, sql + ")");
+    db::StatementPtr insert = db::Prepare(connection.handle(), sql + ")");
     std::vector<Cell> row;
     int badColumn = -1;
     std::string why;

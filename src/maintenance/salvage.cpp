@@ -24,6 +24,9 @@ namespace maintenance {
 namespace {
 
 namespace fs = std::filesystem;
+using db::Prepare;
+using db::StatementPtr;
+using db::TryPrepare;
 using startup::Log;
 
 // A reason the salvage stops, worded for the user.
@@ -31,11 +34,6 @@ class SalvageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using StatementPtr = std::unique_ptr<sqlite3_stmt, Finalize>;
 
 // How many single-row probes one table may spend on finding its way past
 // damage: a damaged stretch costs at most about 130 (a widening search over
@@ -45,23 +43,6 @@ constexpr int ProbesPerTable = 20000;
 
 constexpr int64_t FirstRowid = std::numeric_limits<int64_t>::min();
 constexpr int64_t LastRowid = std::numeric_limits<int64_t>::max();
-
-StatementPtr TryPrepare(sqlite3* db, const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-        sqlite3_finalize(statement);
-        return nullptr;
-    }
-    return StatementPtr(statement);
-}
-
-StatementPtr Prepare(sqlite3* db, const std::string& sql) {
-    StatementPtr statement = TryPrepare(db, sql);
-    if (!statement) {
-        throw db::Error(sqlite3_errcode(db), std::string(sqlite3_errmsg(db)) + ": " + sql);
-    }
-    return statement;
-}
 
 void Exec(sqlite3* db, const std::string& sql) {
     char* message = nullptr;
