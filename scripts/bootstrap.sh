@@ -11,6 +11,7 @@ packages=(
     mdbtools-dev mdbtools       # reading Windows databases; the tools for tests and benchmarks
     googletest libgtest-dev     # core tests
     qt6-base-dev                # the wizards (Widgets) and their tests (Test)
+    qt6-l10n-tools              # lupdate: the windows' translation template
     xvfb xauth                  # running the GUI without a display
     dpkg-dev file               # cpack's .deb: dependencies read from the binaries
     help2man                    # the manual pages, made from --help

@@ -68,6 +68,22 @@ private:
     bool drawn_ = false;
 };
 
+// Keeps the last status text, so that the outcome can be printed once the
+// progress bar is gone.
+class StatusKeeper final : public util::Progress {
+public:
+    explicit StatusKeeper(util::Progress& inner) : inner_(inner) {}
+    void SetValue(double value) override { inner_.SetValue(value); }
+    void SetStatus(const std::string& text) override {
+        status = text;
+        inner_.SetStatus(text);
+    }
+    std::string status;
+
+private:
+    util::Progress& inner_;
+};
+
 // Questions are answered from flags given on the command line; messages go to stderr.
 class TerminalUi final : public util::UiServices {
 public:

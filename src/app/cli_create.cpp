@@ -17,25 +17,7 @@
 
 namespace cli {
 
-namespace {
-
-// Keeps the last status text so the outcome can be printed once the
-// progress bar is gone.
-class StatusKeeper final : public util::Progress {
-public:
-    explicit StatusKeeper(util::Progress& inner) : inner_(inner) {}
-    void SetValue(double value) override { inner_.SetValue(value); }
-    void SetStatus(const std::string& text) override {
-        status = text;
-        inner_.SetStatus(text);
-    }
-    std::string status;
-
-private:
-    util::Progress& inner_;
-};
-
-} // namespace
+namespace {} // namespace
 
 bool RegisterFolder(Context& ctx, const std::string& folder) {
     startup::RunSettings& s = ctx.settings;

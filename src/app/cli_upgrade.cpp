@@ -13,22 +13,6 @@ namespace cli {
 
 namespace {
 
-// Records the last status text, so that the outcome can be printed after the
-// progress bar is gone.
-class StatusKeeper final : public util::Progress {
-public:
-    explicit StatusKeeper(util::Progress& inner) : inner_(inner) {}
-    void SetValue(double value) override { inner_.SetValue(value); }
-    void SetStatus(const std::string& text) override {
-        status = text;
-        inner_.SetStatus(text);
-    }
-    std::string status;
-
-private:
-    util::Progress& inner_;
-};
-
 int RunUpgradeCommand(Context& ctx) {
     PrepareSettings(ctx);
     startup::RunSettings& s = ctx.settings;

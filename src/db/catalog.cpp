@@ -1,6 +1,7 @@
 #include "db/catalog.h"
 
 #include "db/statement.h"
+#include "util/strings.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,13 +9,6 @@
 namespace db {
 
 namespace {
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::toupper(static_cast<unsigned char>(x)) ==
-                      std::toupper(static_cast<unsigned char>(y));
-           });
-}
 
 sqlite3* Handle(Connection& connection) {
     if (!connection.IsOpen()) {
@@ -125,7 +119,8 @@ std::vector<IndexInfo> ListIndexes(Connection& connection, std::string_view tabl
         ix.EngineOwned = list.Column(2).AsText() != "c";
         const std::string prefix = stored + ".";
         if (ix.PhysicalName.size() > prefix.size() &&
-            EqualsNoCase(std::string_view(ix.PhysicalName).substr(0, prefix.size()), prefix)) {
+            util::EqualsNoCase(std::string_view(ix.PhysicalName).substr(0, prefix.size()),
+                               prefix)) {
             ix.Name = ix.PhysicalName.substr(prefix.size());
         } else {
             ix.Name = ix.PhysicalName;
@@ -162,8 +157,9 @@ void RenameColumn(Connection& connection, std::string_view table, std::string_vi
 
 void DropColumn(Connection& connection, std::string_view table, std::string_view column) {
     for (const auto& ix : ListIndexes(connection, table)) {
-        bool onColumn = std::any_of(ix.Columns.begin(), ix.Columns.end(),
-                                    [&](const std::string& c) { return EqualsNoCase(c, column); });
+        bool onColumn =
+            std::any_of(ix.Columns.begin(), ix.Columns.end(),
+                        [&](const std::string& c) { return util::EqualsNoCase(c, column); });
         if (onColumn && !ix.EngineOwned) {
             DropIndex(connection, ix);
         }
@@ -237,7 +233,7 @@ bool IsPlainTable(Connection& connection, std::string_view table) {
         }
         const std::string_view word = std::string_view(sql).substr(i, end - i);
         for (std::string_view kept : {"CHECK", "COLLATE", "CONSTRAINT", "REFERENCES"}) {
-            if (EqualsNoCase(word, kept)) {
+            if (util::EqualsNoCase(word, kept)) {
                 return false;
             }
         }
@@ -270,8 +266,9 @@ void ReplaceColumn(Connection& connection, std::string_view table, std::string_v
                    const std::function<void()>& copy) {
     std::vector<IndexInfo> kept;
     for (const auto& ix : ListIndexes(connection, table)) {
-        bool onColumn = std::any_of(ix.Columns.begin(), ix.Columns.end(),
-                                    [&](const std::string& c) { return EqualsNoCase(c, column); });
+        bool onColumn =
+            std::any_of(ix.Columns.begin(), ix.Columns.end(),
+                        [&](const std::string& c) { return util::EqualsNoCase(c, column); });
         if (onColumn && !ix.EngineOwned) {
             kept.push_back(ix);
         }
@@ -282,7 +279,7 @@ void ReplaceColumn(Connection& connection, std::string_view table, std::string_v
     DropColumn(connection, table, tempName);
     for (auto ix : kept) {
         for (auto& c : ix.Columns) {
-            if (EqualsNoCase(c, column)) {
+            if (util::EqualsNoCase(c, column)) {
                 c = std::string(column);
             }
         }

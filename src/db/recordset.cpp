@@ -1,6 +1,7 @@
 #include "db/catalog.h"
 #include "db/connection.h"
 #include "db/statement.h"
+#include "util/strings.h"
 
 #include <sqlite3.h>
 
@@ -11,13 +12,6 @@
 namespace db {
 
 namespace {
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::toupper(static_cast<unsigned char>(x)) ==
-                      std::toupper(static_cast<unsigned char>(y));
-           });
-}
 
 bool IsWordChar(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
@@ -31,7 +25,8 @@ size_t SelectListStart(std::string_view sql) {
     while (i < sql.size() && std::isspace(static_cast<unsigned char>(sql[i]))) {
         ++i;
     }
-    if (sql.size() - i < 7 || !EqualsNoCase(sql.substr(i, 6), "SELECT") || IsWordChar(sql[i + 6])) {
+    if (sql.size() - i < 7 || !util::EqualsNoCase(sql.substr(i, 6), "SELECT") ||
+        IsWordChar(sql[i + 6])) {
         return std::string_view::npos;
     }
     size_t start = i + 6;
@@ -39,7 +34,7 @@ size_t SelectListStart(std::string_view sql) {
     while (j < sql.size() && std::isspace(static_cast<unsigned char>(sql[j]))) {
         ++j;
     }
-    if (sql.size() - j >= 8 && EqualsNoCase(sql.substr(j, 8), "DISTINCT") &&
+    if (sql.size() - j >= 8 && util::EqualsNoCase(sql.substr(j, 8), "DISTINCT") &&
         (j + 8 == sql.size() || !IsWordChar(sql[j + 8]))) {
         return std::string_view::npos;
     }
@@ -80,8 +75,8 @@ bool GroupsRows(std::string_view sql) {
         }
         std::string_view word = sql.substr(start, i - start);
         if (depth == 0) {
-            if (EqualsNoCase(word, "HAVING") ||
-                (EqualsNoCase(word, "BY") && EqualsNoCase(previous, "GROUP"))) {
+            if (util::EqualsNoCase(word, "HAVING") ||
+                (util::EqualsNoCase(word, "BY") && util::EqualsNoCase(previous, "GROUP"))) {
                 return true;
             }
             size_t next = i;
@@ -90,7 +85,7 @@ bool GroupsRows(std::string_view sql) {
             }
             if (next < sql.size() && sql[next] == '(' &&
                 std::any_of(std::begin(kAggregates), std::end(kAggregates),
-                            [&](std::string_view a) { return EqualsNoCase(word, a); })) {
+                            [&](std::string_view a) { return util::EqualsNoCase(word, a); })) {
                 return true;
             }
         }
@@ -389,7 +384,7 @@ const FieldInfo& Recordset::FieldAt(int index) const {
 
 int Recordset::FieldIndex(std::string_view name) const noexcept {
     for (size_t i = 0; i < fields_.size(); ++i) {
-        if (EqualsNoCase(fields_[i].Name, name)) {
+        if (util::EqualsNoCase(fields_[i].Name, name)) {
             return static_cast<int>(i);
         }
     }

@@ -2,6 +2,7 @@
 // the Jet statement forms, and the date arithmetic of record numbers.
 
 #include "db/connection.h"
+#include "util/strings.h"
 
 #include <algorithm>
 #include <array>
@@ -22,13 +23,6 @@ std::string_view TrimBlanks(std::string_view s) {
         s.remove_suffix(1);
     }
     return s;
-}
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::toupper(static_cast<unsigned char>(x)) ==
-                      std::toupper(static_cast<unsigned char>(y));
-           });
 }
 
 // The number a text starts with, as the suite's conversions read it: blanks
@@ -71,7 +65,7 @@ int64_t Value::AsInt() const {
     case Kind::Real:
         return RoundHalfEven(d_);
     case Kind::Text: {
-        if (EqualsNoCase(TrimBlanks(s_), "True")) {
+        if (util::EqualsNoCase(TrimBlanks(s_), "True")) {
             return -1;
         }
         double d = 0;
@@ -100,10 +94,10 @@ double Value::AsDouble() const {
 bool Value::AsBool() const {
     if (kind_ == Kind::Text) {
         std::string_view t = TrimBlanks(s_);
-        if (EqualsNoCase(t, "True")) {
+        if (util::EqualsNoCase(t, "True")) {
             return true;
         }
-        if (EqualsNoCase(t, "False")) {
+        if (util::EqualsNoCase(t, "False")) {
             return false;
         }
     }
@@ -377,14 +371,14 @@ std::string TranslateJet(std::string_view sql) {
             continue;
         }
         if (isWord(c) && (i == 0 || !isWord(sql[i - 1])) && sql.size() - i >= 6 &&
-            EqualsNoCase(sql.substr(i, 6), "DELETE") &&
+            util::EqualsNoCase(sql.substr(i, 6), "DELETE") &&
             (i + 6 == sql.size() || !isWord(sql[i + 6]))) {
             // Jet's "DELETE * FROM" (and "DELETE Table.* FROM" is not used):
             // drop the star, keep the rest as written.
             size_t star = skipBlanks(i + 6);
             if (star < sql.size() && sql[star] == '*') {
                 size_t from = skipBlanks(star + 1);
-                if (sql.size() - from >= 4 && EqualsNoCase(sql.substr(from, 4), "FROM") &&
+                if (sql.size() - from >= 4 && util::EqualsNoCase(sql.substr(from, 4), "FROM") &&
                     (from + 4 == sql.size() || !isWord(sql[from + 4]))) {
                     out.append(sql.substr(i, 6));
                     out += ' ';

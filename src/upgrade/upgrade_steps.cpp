@@ -1,6 +1,7 @@
 #include "upgrade/upgrade_steps.h"
 
 #include "startup/locator.h"
+#include "util/strings.h"
 
 #include <cctype>
 #include <exception>
@@ -8,17 +9,6 @@
 namespace upgrade {
 
 namespace {
-
-bool SameName(std::string_view a, std::string_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        if (std::toupper(static_cast<unsigned char>(a[i])) !=
-            std::toupper(static_cast<unsigned char>(b[i])))
-            return false;
-    }
-    return true;
-}
 
 class Sequence {
 public:
@@ -93,7 +83,7 @@ std::vector<std::string> ObsoleteTables(const std::vector<std::string>& liveTabl
     for (const auto& name : liveTableNames) {
         bool seen = false;
         for (const auto& kept : distinct)
-            seen = seen || SameName(kept, name);
+            seen = seen || util::EqualsNoCase(kept, name);
         if (!seen)
             distinct.push_back(name);
     }
@@ -101,7 +91,7 @@ std::vector<std::string> ObsoleteTables(const std::vector<std::string>& liveTabl
     for (const auto& name : distinct) {
         bool inTemplate = false;
         for (const auto& t : templateTableNames)
-            inTemplate = inTemplate || SameName(t, name);
+            inTemplate = inTemplate || util::EqualsNoCase(t, name);
         if (!inTemplate)
             obsolete.push_back(name);
     }

@@ -6,6 +6,7 @@
 #include "util/format.h"
 #include "util/paths.h"
 #include "util/strings.h"
+#include "wizards/access.h"
 #include "wizards/form_position.h"
 #include "wizards/pictures.h"
 #include "wizards/wizard_window.h"
@@ -18,6 +19,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
@@ -72,15 +74,18 @@ QIcon FileTypeIcon(const QString& name, QStyle* style) {
 frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     : QWidget(parent, Qt::Window), context_(context) {
     setObjectName("frmRestore");
-    setWindowTitle("Ketrova Database Restore");
+    setWindowTitle(tr("Ketrova Database Restore"));
+    // No least size of our own: the layouts' keeps every control whole, in
+    // any font, scale or language.
     resize(760, 520);
-    setMinimumSize(600, 420);
 
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(12, 12, 12, 12);
     outer->setSpacing(10);
     tabRestore_ = new QTabWidget(this);
     tabRestore_->setObjectName("tabRestore");
+    Describe(tabRestore_, tr("Restore"),
+             tr("The archives and their files, and the options of the restore"));
     outer->addWidget(tabRestore_, 1);
 
     // "Data": the archives and the files they hold.
@@ -89,11 +94,16 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     auto* data = new QVBoxLayout(fraData);
     data->setContentsMargins(10, 10, 10, 10);
     auto* pathRow = new QHBoxLayout;
-    lblPath_ = new QLabel("Path: ", fraData);
+    lblPath_ = new QLabel(tr("Path: %1").arg(QString()), fraData);
     lblPath_->setObjectName("lblPath");
+    // A long path wraps rather than widening the window past the screen.
+    lblPath_->setWordWrap(true);
     lblPath_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto* cmdSelBackupDir = new QPushButton("Backup &Folder...", fraData);
+    Describe(lblPath_, {}, tr("The folder whose backup archives are listed"));
+    auto* cmdSelBackupDir = new QPushButton(tr("Backup &Folder..."), fraData);
     cmdSelBackupDir->setObjectName("cmdSelBackupDir");
+    cmdSelBackupDir->setAutoDefault(true);
+    Describe(cmdSelBackupDir, {}, tr("Chooses another folder of backup archives"));
     connect(cmdSelBackupDir, &QPushButton::clicked, this, [this] { ChooseBackupFolder(); });
     pathRow->addWidget(lblPath_, 1);
     pathRow->addWidget(cmdSelBackupDir);
@@ -103,7 +113,9 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     lstArchives_ = new QTreeWidget(split);
     lstArchives_->setObjectName("lstArchives");
     lstArchives_->setColumnCount(1);
-    lstArchives_->setHeaderLabels({"Backup archives"});
+    lstArchives_->setHeaderLabels({tr("Backup archives")});
+    Describe(lstArchives_, tr("Backup archives"),
+             tr("The backup archives in the folder, by the time they were made"));
     lstArchives_->setRootIsDecorated(false);
     lstArchives_->setUniformRowHeights(true);
     connect(lstArchives_, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem* item) {
@@ -114,7 +126,9 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     trvFiles_ = new QTreeWidget(split);
     trvFiles_->setObjectName("trvFiles");
     trvFiles_->setColumnCount(1);
-    trvFiles_->setHeaderLabels({"Files in the archive"});
+    trvFiles_->setHeaderLabels({tr("Files in the archive")});
+    Describe(trvFiles_, tr("Files in the archive"),
+             tr("The files of the chosen archive by folder; tick those to restore with Space"));
     // Folders show themselves open while expanded; files keep their own picture.
     const auto folderIcon = [](QTreeWidgetItem* item, bool open) {
         if (item && item->data(0, kFolderRole).toBool()) {
@@ -137,12 +151,14 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     split->setStretchFactor(1, 1);
     split->setSizes({340, 380});
     data->addWidget(split, 1);
-    lblArchive_ = new QLabel("Archive: ", fraData);
+    lblArchive_ = new QLabel(tr("Archive: %1").arg(QString()), fraData);
     lblArchive_->setObjectName("lblArchive");
+    lblArchive_->setWordWrap(true);
     lblArchive_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    Describe(lblArchive_, {}, tr("The chosen archive, and what is wrong with it if anything"));
     data->addWidget(lblArchive_);
     auto* treeRow = new QHBoxLayout;
-    tabRestore_->addTab(fraData, "Data");
+    tabRestore_->addTab(fraData, tr("Data"));
 
     // "Options": where the files go and what happens to files already there.
     auto* fraOptions = new QWidget;
@@ -150,18 +166,24 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     auto* options = new QVBoxLayout(fraOptions);
     options->setContentsMargins(10, 10, 10, 10);
     options->setSpacing(12);
-    auto* where = new QGroupBox("Restore files to", fraOptions);
+    auto* where = new QGroupBox(tr("Restore files to"), fraOptions);
+    Describe(where, tr("Restore files to"), tr("Where the restored files are written"));
     auto* whereBox = new QVBoxLayout(where);
-    optLocation_ = new QRadioButton("Their &original location", where);
+    optLocation_ = new QRadioButton(tr("Their &original location"), where);
     optLocation_->setObjectName("optLocation");
-    optAltPath_ = new QRadioButton("&Another folder, keeping their folder structure:", where);
+    Describe(optLocation_, {}, tr("Each file goes back to the path it was saved from"));
+    optAltPath_ = new QRadioButton(tr("&Another folder, keeping their folder structure:"), where);
     optAltPath_->setObjectName("optAltPath");
+    Describe(optAltPath_, {}, tr("The files go into the folder below, in their own folders"));
     optLocation_->setChecked(true);
     auto* altRow = new QHBoxLayout;
     txtAltPath_ = new QLineEdit(where);
     txtAltPath_->setObjectName("txtAltPath");
-    cmdSelDir_ = new QPushButton("&Browse...", where);
+    Describe(txtAltPath_, tr("Another folder"), tr("The folder the files are restored into"));
+    cmdSelDir_ = new QPushButton(tr("&Browse..."), where);
     cmdSelDir_->setObjectName("cmdSelDir");
+    cmdSelDir_->setAutoDefault(true);
+    Describe(cmdSelDir_, {}, tr("Chooses that folder in a folder dialog"));
     connect(cmdSelDir_, &QPushButton::clicked, this, [this] { ChooseRedirectFolder(); });
     altRow->addSpacing(22);
     altRow->addWidget(txtAltPath_, 1);
@@ -173,47 +195,63 @@ frmRestore::frmRestore(const WizardContext& context, QWidget* parent)
     connect(txtAltPath_, &QLineEdit::textEdited, this, [this] { optAltPath_->setChecked(true); });
     options->addWidget(where);
 
-    auto* existing = new QGroupBox("When a file of the same name already exists", fraOptions);
+    auto* existing = new QGroupBox(tr("When a file of the same name already exists"), fraOptions);
+    Describe(existing, existing->title(), tr("What happens to a file the restore would replace"));
     auto* existingBox = new QVBoxLayout(existing);
-    const char* const choices[] = {"&Skip it and keep the existing file",
-                                   "&Rename the restored file (\".restored\" is added)",
-                                   "O&verwrite the existing file"};
+    const char* const choices[] = {QT_TR_NOOP("&Skip it and keep the existing file"),
+                                   QT_TR_NOOP("&Rename the restored file (\".restored\" is added)"),
+                                   QT_TR_NOOP("O&verwrite the existing file")};
+    const char* const effects[] = {
+        QT_TR_NOOP("The file already there stays, and the archived one is not restored"),
+        QT_TR_NOOP("Both stay: the archived file is restored under a new name beside it"),
+        QT_TR_NOOP("The archived file replaces the one already there")};
     for (int i = 0; i < 3; ++i) {
-        optOverwrite_[i] = new QRadioButton(choices[i], existing);
+        optOverwrite_[i] = new QRadioButton(tr(choices[i]), existing);
         optOverwrite_[i]->setObjectName(QString("optOverwrite_%1").arg(i));
+        Describe(optOverwrite_[i], {}, tr(effects[i]));
         existingBox->addWidget(optOverwrite_[i]);
     }
     // Renaming restores every file and still loses none of those already there.
     optOverwrite_[1]->setChecked(true);
     options->addWidget(existing);
 
-    chkLinkDB_ = new QCheckBox("&Make a restored database the active Ketrova database", fraOptions);
+    chkLinkDB_ =
+        new QCheckBox(tr("&Make a restored database the active Ketrova database"), fraOptions);
     chkLinkDB_->setObjectName("chkLinkDB");
+    Describe(chkLinkDB_, {}, tr("Ketrova then works on the restored database"));
     options->addWidget(chkLinkDB_);
     options->addStretch(1);
-    tabRestore_->addTab(fraOptions, "Options");
+    tabRestore_->addTab(fraOptions, tr("Options"));
 
     auto* fraCmd = new QWidget(this);
     fraCmd->setObjectName("fraCmd");
     auto* cmd = new QHBoxLayout(fraCmd);
     cmd->setContentsMargins(0, 0, 0, 0);
     cmd->setSpacing(8);
-    treeRow->addWidget(AddButton("E&xpand All", "EXPAND_TREE", ExpandButton));
-    treeRow->addWidget(AddButton("C&ollapse All", "CLOSE_TREE", CollapseButton));
-    treeRow->addWidget(AddButton("Selec&t All", "SELECT_TREE", SelectButton));
-    treeRow->addWidget(AddButton("U&nselect All", "UNSELECT_TREE", UnselectButton));
+    treeRow->addWidget(AddButton(tr("E&xpand All"), "EXPAND_TREE", ExpandButton,
+                                 tr("Opens every folder of the file tree")));
+    treeRow->addWidget(AddButton(tr("C&ollapse All"), "CLOSE_TREE", CollapseButton,
+                                 tr("Closes every folder of the file tree")));
+    treeRow->addWidget(AddButton(tr("Selec&t All"), "SELECT_TREE", SelectButton,
+                                 tr("Ticks every file of the archive")));
+    treeRow->addWidget(AddButton(tr("U&nselect All"), "UNSELECT_TREE", UnselectButton,
+                                 tr("Unticks every file of the archive")));
     treeRow->addStretch(1);
     data->addLayout(treeRow);
-    cmd->addWidget(AddButton("&Help", "HELP", HelpButton));
+    cmd->addWidget(
+        AddButton(tr("&Help"), "HELP", HelpButton, tr("Opens the help page of this window")));
     cmd->addStretch(1);
-    QPushButton* restore = AddButton("&Restore", "RESTORE", RestoreButton);
-    QPushButton* close = AddButton("&Close", "CANCEL", CancelButton);
+    QPushButton* restore = AddButton(tr("&Restore"), "RESTORE", RestoreButton,
+                                     tr("Restores the ticked files, after asking"));
+    QPushButton* close = AddButton(tr("&Close"), "CANCEL", CancelButton, tr("Closes this window"));
     restore->setIcon(FacePicture("START"));
     restore->setDefault(true);
     cmd->addWidget(restore);
     cmd->addSpacing(10);
     cmd->addWidget(close);
     outer->addWidget(fraCmd);
+    SetTabOrderByLayout(this);
+    KeepLeastHeightForWidth(this);
 }
 
 frmRestore::~frmRestore() {
@@ -222,12 +260,15 @@ frmRestore::~frmRestore() {
     }
 }
 
-QPushButton* frmRestore::AddButton(const QString& caption, const QString& tag, int index) {
+QPushButton* frmRestore::AddButton(const QString& caption, const QString& tag, int index,
+                                   const QString& description) {
     auto* button = new QPushButton(caption, this);
     button->setObjectName(QString("cmdAction_%1").arg(index));
     button->setProperty("tag", tag);
     button->setMinimumWidth(96);
-    button->setAutoDefault(false);
+    // A button that has the focus takes Enter itself, as in a dialog.
+    button->setAutoDefault(true);
+    Describe(button, {}, description);
     connect(button, &QPushButton::clicked, this,
             [this, button] { RunCommand(button->property("tag").toString()); });
     if (buttons_.size() <= static_cast<size_t>(index)) {
@@ -268,7 +309,7 @@ void frmRestore::Setup() {
 
 void frmRestore::SetBackupFolder(const std::string& folder) {
     backupFolder_ = folder;
-    lblPath_->setText("Path: " + Q(folder));
+    lblPath_->setText(tr("Path: %1").arg(Q(folder)));
     ListArchives();
 }
 
@@ -278,7 +319,7 @@ void frmRestore::ListArchives() {
     archive_.clear();
     entries_.clear();
     trvFiles_->clear();
-    lblArchive_->setText("Archive: ");
+    lblArchive_->setText(tr("Archive: %1").arg(QString()));
     const QDir dir(Q(util::AddBackslash(backupFolder_)));
     // Unsorted: the rows follow the folder's own order, as the directory search gives it.
     const QFileInfoList found =
@@ -286,8 +327,8 @@ void frmRestore::ListArchives() {
     const QLocale locale;
     for (const QFileInfo& file : found) {
         auto* row = new QTreeWidgetItem(lstArchives_);
-        row->setText(0, "Database backed up: " +
-                            locale.toString(file.lastModified(), QLocale::ShortFormat));
+        row->setText(0, tr("Database backed up: %1")
+                            .arg(locale.toString(file.lastModified(), QLocale::ShortFormat)));
         row->setToolTip(0, file.filePath());
         row->setIcon(0, QIcon(DatabasePicture(16)));
         archivePaths_.push_back(file.filePath().toStdString());
@@ -319,8 +360,9 @@ void frmRestore::LoadArchive(const std::string& archive) {
     // A file that only looks like an archive by its name lists nonsense;
     // a damaged one still gives what comes before the damage.
     const backup::ArchiveCheck check = backup::CheckArchive(archive);
-    lblArchive_->setText("Archive: " + Q(archive) +
-                         (check.problem.empty() ? "" : Q("\nThis file " + check.problem)));
+    lblArchive_->setText(
+        tr("Archive: %1").arg(Q(archive)) +
+        (check.problem.empty() ? QString() : "\n" + tr("This file %1").arg(Q(check.problem))));
     if (check.isArchive) {
         backup::BaR_ReadDirectory(archive, entries_);
     }
@@ -404,12 +446,12 @@ void frmRestore::ShowInfo() {
     }
     const backup::ArchiveEntry& e =
         entries_[static_cast<size_t>(item->data(0, kEntryRole).toInt())];
-    const std::string text =
-        "Selected File Details:\n\nPath : " + util::Trim(e.FileName) +
-        "\nSize  : " + util::Format(e.FileLength, "#,###") + " bytes" + "\nDate : " + e.FileDate +
-        "\nType : " + std::string(backup::FileTypeName(e.FileType)) + "\n\nPress OK to Continue";
-    context_.ui.MessageBox(text, util::Buttons::OK, util::Icon::Information,
-                           "Archived File Information");
+    const QString text = tr("Selected File Details:\n\nPath : %1\nSize  : %2 bytes\nDate : "
+                            "%3\nType : %4\n\nPress OK to Continue")
+                             .arg(Q(util::Trim(e.FileName)), Q(util::Format(e.FileLength, "#,###")),
+                                  Q(e.FileDate), Q(std::string(backup::FileTypeName(e.FileType))));
+    context_.ui.MessageBox(text.toStdString(), util::Buttons::OK, util::Icon::Information,
+                           tr("Archived File Information").toStdString());
 }
 
 void frmRestore::Init_Restore() {
@@ -449,17 +491,38 @@ void frmRestore::Init_Restore() {
 
 void frmRestore::ChooseBackupFolder() {
     if (auto folder = context_.ui.BrowseFolder(
-            this, "Select the directory where the Ketrova backups are located:", backupFolder_)) {
+            this, tr("Select the directory where the Ketrova backups are located:").toStdString(),
+            backupFolder_)) {
         SetBackupFolder(*folder);
     }
 }
 
 void frmRestore::ChooseRedirectFolder() {
     if (auto folder = context_.ui.BrowseFolder(
-            this, "Select a directory where the restores will be redirected to:",
+            this, tr("Select a directory where the restores will be redirected to:").toStdString(),
             txtAltPath_->text().toStdString())) {
         txtAltPath_->setText(Q(*folder));
         optAltPath_->setChecked(true);
+    }
+}
+
+void frmRestore::keyPressEvent(QKeyEvent* event) {
+    // Enter restores and Esc closes, as a dialog's default and escape buttons
+    // would; both are off while a restore runs.
+    QPushButton* button = nullptr;
+    switch (ReadWindowKey(event)) {
+    case WindowKey::Enter:
+        button = buttons_[RestoreButton];
+        break;
+    case WindowKey::Escape:
+        button = buttons_[CancelButton];
+        break;
+    case WindowKey::Other:
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    if (button->isEnabled()) {
+        button->click();
     }
 }
 

@@ -51,6 +51,7 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void ListArchives();
@@ -59,7 +60,8 @@ private:
     void ChooseBackupFolder();
     void ChooseRedirectFolder();
     void SetAllChecks(Qt::CheckState state);
-    QPushButton* AddButton(const QString& caption, const QString& tag, int index);
+    QPushButton* AddButton(const QString& caption, const QString& tag, int index,
+                           const QString& description);
 
     WizardContext context_;
     std::string backupFolder_;

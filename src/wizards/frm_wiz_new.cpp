@@ -7,6 +7,7 @@
 #include "startup/registry.h"
 #include "startup/start_mode.h"
 #include "util/paths.h"
+#include "wizards/access.h"
 #include "wizards/bar_progress.h"
 #include "wizards/frm_wiz_upgrade.h"
 
@@ -22,23 +23,16 @@ namespace wizards {
 
 namespace {
 
-const char* const kInvalidDirectory =
-    "The directory path selected is not valid. Please select a directory\n"
-    "that exists and you have access rights to, and also make sure\n"
-    "there is disk space avaliable.\n\nPress OK to continue.";
+const char* const kInvalidDirectory = QT_TRANSLATE_NOOP(
+    "wizards::frmWizNew", "The directory path selected is not valid. Please select a directory\n"
+                          "that exists and you have access rights to, and also make sure\n"
+                          "there is disk space avaliable.\n\nPress OK to continue.");
 
 const char* const kDatabaseExists =
-    "A database already exists at the selected location. If you choose to\n"
-    "create a new database the old one will be overwritten and you will lose \n"
-    "all existing data.\n\nDo you want to continue creating a new database?";
-
-// Asked before an import replaces a database; No, the default, keeps it.
-std::string ImportOverwriteText(const std::string& folder) {
-    return "A database already exists at the selected location:\n" + util::AddBackslash(folder) +
-           "Ketrova.mdb\n\nIf you continue, the imported database takes its place. The "
-           "database that is there now is kept in the SafetyCopies folder beside it.\n\nDo "
-           "you want to replace it with the imported database?";
-}
+    QT_TRANSLATE_NOOP("wizards::frmWizNew",
+                      "A database already exists at the selected location. If you choose to\n"
+                      "create a new database the old one will be overwritten and you will lose \n"
+                      "all existing data.\n\nDo you want to continue creating a new database?");
 
 // A folder the new database can be written into: it exists and we may create
 // files there. The same test as ostrand-cli's, so both refuse the same folders.
@@ -49,20 +43,24 @@ bool UsableFolder(const std::string& folder) {
 } // namespace
 
 frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizNew", "Ketrova Database Wizard", 7,
+    : WizardWindow(context.settings, context.ui, "frmWizNew", tr("Ketrova Database Wizard"), 7,
                    "create", parent),
       context_(context) {
-    SetPageHeading(PageChoice, "Welcome to the Ketrova Database Wizard");
+    SetPageHeading(PageChoice, tr("Welcome to the Ketrova Database Wizard"));
     AddText(PageChoice,
-            "No Ketrova database was found for this computer. You can create a new, empty "
-            "database, bring over the database Ketrova kept on Windows, or tell Ketrova where an "
-            "existing database is kept.");
-    optNewDB_ = new QRadioButton("&Create a new database", Page(PageChoice));
+            tr("No Ketrova database was found for this computer. You can create a new, empty "
+               "database, bring over the database Ketrova kept on Windows, or tell Ketrova where "
+               "an existing database is kept."));
+    optNewDB_ = new QRadioButton(tr("&Create a new database"), Page(PageChoice));
     optNewDB_->setObjectName("optNewDB");
-    optImport_ = new QRadioButton("&Import a database from Windows", Page(PageChoice));
+    Describe(optNewDB_, {}, tr("Builds a new, empty database in a folder you choose"));
+    optImport_ = new QRadioButton(tr("&Import a database from Windows"), Page(PageChoice));
     optImport_->setObjectName("optImport");
-    optConnect_ = new QRadioButton("C&onnect to an existing database", Page(PageChoice));
+    Describe(optImport_, {},
+             tr("Brings the database Ketrova kept on Windows over into a folder you choose"));
+    optConnect_ = new QRadioButton(tr("C&onnect to an existing database"), Page(PageChoice));
     optConnect_->setObjectName("optConnect");
+    Describe(optConnect_, {}, tr("Tells Ketrova the folder of a database it already has"));
     auto* group = new QButtonGroup(this);
     PageLayout(PageChoice)->addSpacing(6);
     for (QRadioButton* option : {optNewDB_, optImport_, optConnect_}) {
@@ -72,65 +70,70 @@ frmWizNew::frmWizNew(const WizardContext& context, QWidget* parent)
     }
     optNewDB_->setChecked(true);
     PageLayout(PageChoice)->addSpacing(12);
-    lblStoreProblem_ = AddText(PageChoice, {}, "lblStoreProblem");
+    lblStoreProblem_ =
+        AddText(PageChoice, {}, "lblStoreProblem", tr("Why the settings store cannot be used"));
     lblStoreProblem_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     PageLayout(PageChoice)->addStretch(1);
 
-    SetPageHeading(PageNewPath, "Location of the new database");
-    AddText(PageNewPath, "Choose the folder in which the new database will be created. The "
-                         "folder must already exist.");
-    txtNewPath_ = AddFolderRow(PageNewPath, "txtNewPath", "cmdChangeNewPath", "CHANGENEWPATH");
+    SetPageHeading(PageNewPath, tr("Location of the new database"));
+    AddText(PageNewPath, tr("Choose the folder in which the new database will be created. The "
+                            "folder must already exist."));
+    txtNewPath_ = AddFolderRow(PageNewPath, "txtNewPath", "cmdChangeNewPath", "CHANGENEWPATH",
+                               tr("Folder of the new database"));
     PageLayout(PageNewPath)->addStretch(1);
 
-    SetPageHeading(PageCreate, "Ready to create the database");
-    AddText(PageCreate, "The new database will be created in:");
-    lblCreateFolder_ = AddText(PageCreate, {}, "lblCreateFolder");
+    SetPageHeading(PageCreate, tr("Ready to create the database"));
+    AddText(PageCreate, tr("The new database will be created in:"));
+    lblCreateFolder_ =
+        AddText(PageCreate, {}, "lblCreateFolder", tr("The folder the database goes into"));
     lblCreateFolder_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     QFont bold = lblCreateFolder_->font();
     bold.setBold(true);
     lblCreateFolder_->setFont(bold);
     lblCreateFolder_->setContentsMargins(12, 0, 0, 0);
-    AddText(PageCreate, "Press Start to create it.");
+    AddText(PageCreate, tr("Press Start to create it."));
     PageLayout(PageCreate)->addSpacing(12);
-    createRun_ = AddRunWidgets(PageCreate, "Creating the database ...");
+    createRun_ = AddRunWidgets(PageCreate, tr("Creating the database ..."));
     PageLayout(PageCreate)->addStretch(1);
 
-    SetPageHeading(PageConnect, "Connect to an existing database");
-    AddText(PageConnect, "Choose the folder that holds the Ketrova database (Ketrova.mdb). Next "
-                         "becomes available once the database is found there.");
-    txtConnectPath_ =
-        AddFolderRow(PageConnect, "txtConnectPath", "cmdChangeConnectPath", "CHANGECONNECTPATH");
+    SetPageHeading(PageConnect, tr("Connect to an existing database"));
+    AddText(PageConnect, tr("Choose the folder that holds the Ketrova database (Ketrova.mdb). Next "
+                            "becomes available once the database is found there."));
+    txtConnectPath_ = AddFolderRow(PageConnect, "txtConnectPath", "cmdChangeConnectPath",
+                                   "CHANGECONNECTPATH", tr("Folder of the existing database"));
     PageLayout(PageConnect)->addStretch(1);
     connect(txtConnectPath_, &QLineEdit::textChanged, this, [this] { ConnectPathChanged(); });
 
-    SetPageHeading(PageFinish, "Ketrova Database Wizard");
-    lblFinish_ = AddText(PageFinish, {}, "lblFinish");
+    SetPageHeading(PageFinish, tr("Ketrova Database Wizard"));
+    lblFinish_ = AddText(PageFinish, {}, "lblFinish", tr("How the wizard ended"));
     PageLayout(PageFinish)->addStretch(1);
 
-    SetPageHeading(PageImportPath, "Import a database from Windows");
+    SetPageHeading(PageImportPath, tr("Import a database from Windows"));
     AddText(PageImportPath,
-            "Choose the database Ketrova kept on Windows (Ketrova.mdb, or an .accdb file) and "
-            "the folder for the database on this computer. The Version file beside it comes "
-            "along; an older database is brought up to date by the upgrade wizard next.");
-    AddText(PageImportPath, "Windows database:");
-    txtImportFile_ =
-        AddFolderRow(PageImportPath, "txtImportFile", "cmdChangeImportFile", "CHANGEIMPORTFILE");
-    txtImportFile_->setAccessibleName("Windows database");
+            tr("Choose the database Ketrova kept on Windows (Ketrova.mdb, or an .accdb file) and "
+               "the folder for the database on this computer. The Version file beside it comes "
+               "along; an older database is brought up to date by the upgrade wizard next."));
+    AddText(PageImportPath, tr("Windows database:"));
+    txtImportFile_ = AddFolderRow(PageImportPath, "txtImportFile", "cmdChangeImportFile",
+                                  "CHANGEIMPORTFILE", tr("Windows database"));
     // The folder row below has the other browse button, and "&B" with it.
-    findChild<QPushButton*>("cmdChangeImportFile")->setText("Bro&wse...");
-    AddText(PageImportPath, "Folder for the database:");
-    txtImportPath_ =
-        AddFolderRow(PageImportPath, "txtImportPath", "cmdChangeImportPath", "CHANGEIMPORTPATH");
-    txtImportPath_->setAccessibleName("Folder for the database");
+    auto* browseFile = findChild<QPushButton*>("cmdChangeImportFile");
+    browseFile->setText(tr("Bro&wse..."));
+    Describe(browseFile, {}, tr("Chooses the Windows database file"));
+    AddText(PageImportPath, tr("Folder for the database:"));
+    txtImportPath_ = AddFolderRow(PageImportPath, "txtImportPath", "cmdChangeImportPath",
+                                  "CHANGEIMPORTPATH", tr("Folder for the database"));
     PageLayout(PageImportPath)->addStretch(1);
     connect(txtImportFile_, &QLineEdit::textChanged, this, [this] { ImportFileChanged(); });
 
-    SetPageHeading(PageImport, "Ready to import the database");
-    lblImportFrom_ = AddText(PageImport, {}, "lblImportFrom");
-    AddText(PageImport, "Press Start to import it.");
+    SetPageHeading(PageImport, tr("Ready to import the database"));
+    lblImportFrom_ =
+        AddText(PageImport, {}, "lblImportFrom", tr("The file imported and the folder it goes to"));
+    AddText(PageImport, tr("Press Start to import it."));
     PageLayout(PageImport)->addSpacing(12);
-    importRun_ = AddRunWidgets(PageImport, "Importing the database ...");
-    lblImportResult_ = AddText(PageImport, {}, "lblImportResult");
+    importRun_ = AddRunWidgets(PageImport, tr("Importing the database ..."));
+    lblImportResult_ =
+        AddText(PageImport, {}, "lblImportResult", tr("What the import brought and what is next"));
     PageLayout(PageImport)->addStretch(1);
 
     Register("NODB", [this] { NODB(); });
@@ -187,17 +190,18 @@ void frmWizNew::NewDBPath() {
 }
 
 std::optional<std::string> frmWizNew::ChosenFolder(const QLineEdit* box,
-                                                   const std::string& replaceQuestion) {
+                                                   const QString& replaceQuestion) {
     const std::string folder = util::AddBackslash(box->text().toStdString());
     if (!UsableFolder(folder)) {
-        ui_.MessageBox(kInvalidDirectory, util::Buttons::OK, util::Icon::Exclamation,
-                       "Invalid Directory");
+        ui_.MessageBox(tr(kInvalidDirectory).toStdString(), util::Buttons::OK,
+                       util::Icon::Exclamation, tr("Invalid Directory").toStdString());
         return std::nullopt;
     }
     if (util::FileExists(folder + "Ketrova.mdb") &&
         // Yes replaces the user's data: only a deliberate click may give it.
-        ui_.MessageBox(replaceQuestion, util::Buttons::YesNoDefaultNo, util::Icon::Question,
-                       "Database Exists") != util::Answer::Yes) {
+        ui_.MessageBox(replaceQuestion.toStdString(), util::Buttons::YesNoDefaultNo,
+                       util::Icon::Question,
+                       tr("Database Exists").toStdString()) != util::Answer::Yes) {
         return std::nullopt;
     }
     WarnIfOnNetworkShare(folder);
@@ -205,7 +209,7 @@ std::optional<std::string> frmWizNew::ChosenFolder(const QLineEdit* box,
 }
 
 void frmWizNew::CreateDB_1() {
-    const std::optional<std::string> folder = ChosenFolder(txtNewPath_, kDatabaseExists);
+    const std::optional<std::string> folder = ChosenFolder(txtNewPath_, tr(kDatabaseExists));
     if (!folder) {
         return;
     }
@@ -258,26 +262,27 @@ void frmWizNew::MakeConnect() {
     WarnIfOnNetworkShare(folder);
     ResetAll(false, true, true, FaceNext);
     SetTag(ActionButton, "FINISH_SUCCESS");
-    SetPageHeading(PageFinish, "Database connected");
-    lblFinish_->setText("Ketrova will now use the database in " + QString::fromStdString(folder) +
-                        "\n\nPress Next to continue.");
+    SetPageHeading(PageFinish, tr("Database connected"));
+    lblFinish_->setText(tr("Ketrova will now use the database in %1\n\nPress Next to continue.")
+                            .arg(QString::fromStdString(folder)));
     ShowPage(PageFinish);
 }
 
 void frmWizNew::Finish_Success() {
     ResetAll(false, true, true, FaceSuccess);
-    SetPageHeading(PageFinish, "The database is ready");
-    lblFinish_->setText(SuccessPageText("The Ketrova database is now ready for use.", kept_.path));
+    SetPageHeading(PageFinish, tr("The database is ready"));
+    lblFinish_->setText(
+        SuccessPageText(tr("The Ketrova database is now ready for use."), kept_.path));
     ShowPage(PageFinish);
 }
 
 void frmWizNew::Finish_Failure() {
     ResetAll(false, true, true, FaceFailure);
-    SetPageHeading(PageFinish, importing_ ? "The database could not be imported"
-                                          : "The database could not be created");
-    lblFinish_->setText(
-        FailurePageText(importing_ ? "Database import failure." : "Database creation failure.",
-                        settings_, kept_.path));
+    SetPageHeading(PageFinish, importing_ ? tr("The database could not be imported")
+                                          : tr("The database could not be created"));
+    lblFinish_->setText(FailurePageText(importing_ ? tr("Database import failure.")
+                                                   : tr("Database creation failure."),
+                                        settings_, kept_.path));
     ShowPage(PageFinish);
 }
 
@@ -295,8 +300,14 @@ void frmWizNew::ImportFileChanged() {
 }
 
 void frmWizNew::ImportDB_1() {
-    const std::optional<std::string> folder =
-        ChosenFolder(txtImportPath_, ImportOverwriteText(txtImportPath_->text().toStdString()));
+    // Asked before an import replaces a database; No, the default, keeps it.
+    const QString replaceQuestion =
+        tr("A database already exists at the selected location:\n%1Ketrova.mdb\n\nIf you "
+           "continue, the imported database takes its place. The database that is there now is "
+           "kept in the SafetyCopies folder beside it.\n\nDo you want to replace it with the "
+           "imported database?")
+            .arg(QString::fromStdString(util::AddBackslash(txtImportPath_->text().toStdString())));
+    const std::optional<std::string> folder = ChosenFolder(txtImportPath_, replaceQuestion);
     if (!folder) {
         return;
     }
@@ -306,8 +317,9 @@ void frmWizNew::ImportDB_1() {
     ResetAll(true, true, true, FaceStart);
     SetTag(BackButton, "IMPORTPATH");
     SetTag(ActionButton, "IMPORTDB_2");
-    lblImportFrom_->setText("The Windows database " + QString::fromStdString(importFile_) +
-                            " will be imported into " + QString::fromStdString(newFolder_));
+    lblImportFrom_->setText(
+        tr("The Windows database %1 will be imported into %2")
+            .arg(QString::fromStdString(importFile_), QString::fromStdString(newFolder_)));
     importRun_.Hide();
     lblImportResult_->clear();
     ShowPage(PageImport);
@@ -334,8 +346,10 @@ void frmWizNew::ImportDB_2() {
     }
     if (older) {
         lblImportResult_->setText(
-            "The imported database is version " + QString::number(outcome.Version) +
-            ". Press Next: the upgrade wizard brings it up to date." + SafetyCopyNote(kept_.path));
+            tr("The imported database is version %1. Press Next: the upgrade wizard brings it up "
+               "to date.")
+                .arg(outcome.Version) +
+            SafetyCopyNote(kept_.path));
     }
     ResetAll(false, true, false, FaceNext);
     SetTag(ActionButton, !imported ? "FINISH_FAILURE" : older ? "RUNUPGRADE" : "FINISH_SUCCESS");
@@ -351,31 +365,34 @@ void frmWizNew::StartUpgrade() {
 }
 
 void frmWizNew::ChangeNewPath() {
-    if (auto folder = ui_.BrowseFolder(
-            this, "Select directory for new database:", txtNewPath_->text().toStdString())) {
+    if (auto folder = ui_.BrowseFolder(this, tr("Select directory for new database:").toStdString(),
+                                       txtNewPath_->text().toStdString())) {
         txtNewPath_->setText(QString::fromStdString(*folder));
     }
 }
 
 void frmWizNew::ChangeImportFile() {
     const std::string typed = txtImportFile_->text().toStdString();
-    if (auto file = ui_.ChooseOpenFile(this, "Select the Windows database to import:",
-                                       typed.empty() ? settings_.AppPath : typed,
-                                       "Windows databases (*.mdb *.accdb);;All files (*)")) {
+    if (auto file = ui_.ChooseOpenFile(
+            this, tr("Select the Windows database to import:").toStdString(),
+            typed.empty() ? settings_.AppPath : typed,
+            tr("Windows databases (*.mdb *.accdb);;All files (*)").toStdString())) {
         txtImportFile_->setText(QString::fromStdString(*file));
     }
 }
 
 void frmWizNew::ChangeImportPath() {
-    if (auto folder = ui_.BrowseFolder(this, "Select directory for the imported database:",
-                                       txtImportPath_->text().toStdString())) {
+    if (auto folder =
+            ui_.BrowseFolder(this, tr("Select directory for the imported database:").toStdString(),
+                             txtImportPath_->text().toStdString())) {
         txtImportPath_->setText(QString::fromStdString(*folder));
     }
 }
 
 void frmWizNew::ChangeConnectPath() {
-    if (auto folder = ui_.BrowseFolder(this, "Select directory where database is located:",
-                                       txtConnectPath_->text().toStdString())) {
+    if (auto folder =
+            ui_.BrowseFolder(this, tr("Select directory where database is located:").toStdString(),
+                             txtConnectPath_->text().toStdString())) {
         txtConnectPath_->setText(QString::fromStdString(*folder));
     }
 }

@@ -67,8 +67,7 @@ private:
     // The folder typed in `box`, ending in "/", once it can take the
     // database and, where one is there already, the user said Yes to
     // `replaceQuestion`; nothing when not, the user having been told why.
-    std::optional<std::string> ChosenFolder(const QLineEdit* box,
-                                            const std::string& replaceQuestion);
+    std::optional<std::string> ChosenFolder(const QLineEdit* box, const QString& replaceQuestion);
 
     WizardContext context_;
     std::string newFolder_;        // the checked folder of the creation or import, ending in "/"

@@ -8,6 +8,7 @@
 #include "safety/safety_copy.h"
 #include "util/format.h"
 #include "util/paths.h"
+#include "wizards/access.h"
 #include "wizards/bar_progress.h"
 #include "wizards/frm_restore.h"
 #include "wizards/pictures.h"
@@ -26,22 +27,30 @@
 namespace wizards {
 
 frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizOptions", "Ketrova Database Wizard", 5,
+    : WizardWindow(context.settings, context.ui, "frmWizOptions", tr("Ketrova Database Wizard"), 5,
                    "options", parent),
       context_(context) {
-    SetPageHeading(PageChoice, "Database maintenance");
+    SetPageHeading(PageChoice, tr("Database maintenance"));
     AddText(PageChoice,
-            "This tool may be used to compress the database to conserve disk space and possibly "
-            "increase performance, or to run diagnostics if you suspect there may be a problem "
-            "with the database.");
+            tr("This tool may be used to compress the database to conserve disk space and "
+               "possibly increase performance, or to run diagnostics if you suspect there may be "
+               "a problem with the database."));
     PageLayout(PageChoice)->addSpacing(6);
-    const char* const options[] = {"Compress the Database", "Run Database Diagnostics",
-                                   "Restore the Database", "Put back a safety copy",
-                                   "Salvage a damaged database"};
+    const char* const options[] = {
+        QT_TR_NOOP("Compress the Database"), QT_TR_NOOP("Run Database Diagnostics"),
+        QT_TR_NOOP("Restore the Database"), QT_TR_NOOP("Put back a safety copy"),
+        QT_TR_NOOP("Salvage a damaged database")};
+    const char* const effects[] = {
+        QT_TR_NOOP("Makes the database file smaller and faster; a safety copy is kept"),
+        QT_TR_NOOP("Checks the database and writes a report to read or send to support"),
+        QT_TR_NOOP("Opens the restore window, to bring back files from a backup archive"),
+        QT_TR_NOOP("Puts back the database as it was before an earlier operation"),
+        QT_TR_NOOP("Reads every row that can still be read into a new database")};
     auto* group = new QButtonGroup(this);
     for (int i = 0; i < 5; ++i) {
-        optOptions_[i] = new QRadioButton(options[i], Page(PageChoice));
+        optOptions_[i] = new QRadioButton(tr(options[i]), Page(PageChoice));
         optOptions_[i]->setObjectName(QString("optOptions_%1").arg(i));
+        Describe(optOptions_[i], {}, tr(effects[i]));
         group->addButton(optOptions_[i], i);
         PageLayout(PageChoice)->addWidget(optOptions_[i]);
     }
@@ -57,18 +66,20 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     if (!damage_.empty()) {
         PageLayout(PageChoice)->addSpacing(8);
         AddText(PageChoice,
-                "The database fails the engine's check. Salvage reads every row that can still "
-                "be read into a new database, and can then put it in the damaged one's place.",
+                tr("The database fails the engine's check. Salvage reads every row that can "
+                   "still be read into a new database, and can then put it in the damaged one's "
+                   "place."),
                 "lblDamaged");
     }
     PageLayout(PageChoice)->addStretch(1);
 
-    SetPageHeading(PageCompress, "Compress the database");
-    AddText(PageCompress, "Please be sure all other Ketrova programs are closed before beginning "
-                          "database compression. Press the Start button when ready.");
+    SetPageHeading(PageCompress, tr("Compress the database"));
+    AddText(PageCompress,
+            tr("Please be sure all other Ketrova programs are closed before beginning "
+               "database compression. Press the Start button when ready."));
     PageLayout(PageCompress)->addSpacing(8);
-    lblRunning_ =
-        AddText(PageCompress, "Compressing the database, please wait ...", "lblCompressRunning");
+    lblRunning_ = AddText(PageCompress, tr("Compressing the database, please wait ..."),
+                          "lblCompressRunning", tr("Shown while the compression runs"));
     lblRunning_->hide();
     auto* resultRow = new QHBoxLayout;
     resultRow->setSpacing(12);
@@ -76,52 +87,61 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     imgSuccess_->setObjectName("imgSuccess");
     imgSuccess_->setPixmap(SuccessPicture(40));
     imgSuccess_->setAlignment(Qt::AlignTop);
+    Describe(imgSuccess_, tr("Success"), tr("A green tick: the compression succeeded"));
     lblResult_ = new QLabel(Page(PageCompress));
     lblResult_->setObjectName("lblResult");
     lblResult_->setWordWrap(true);
     lblResult_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     lblResult_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    Describe(lblResult_, {}, tr("How the compression ended, with the sizes before and after"));
     resultRow->addWidget(imgSuccess_);
     resultRow->addWidget(lblResult_, 1);
     PageLayout(PageCompress)->addLayout(resultRow);
     PageLayout(PageCompress)->addStretch(1);
 
-    SetPageHeading(PageFinish, "Ketrova Database Wizard");
-    lblFinish_ = AddText(PageFinish, "Press Finish to close this wizard.", "lblFinish");
+    SetPageHeading(PageFinish, tr("Ketrova Database Wizard"));
+    lblFinish_ = AddText(PageFinish, tr("Press Finish to close this wizard."), "lblFinish",
+                         tr("What pressing Finish does, or how the wizard ended"));
     PageLayout(PageFinish)->addStretch(1);
 
-    SetPageHeading(PageCopies, "Put back a safety copy");
+    SetPageHeading(PageCopies, tr("Put back a safety copy"));
     AddText(PageCopies,
-            "Before each upgrade, compression or put-back Ketrova keeps the database as it was. "
-            "Choose the copy to put back and press Start: it takes the database's place with "
-            "its version file, and the database as it is now is kept as a safety copy of its "
-            "own.");
+            tr("Before each upgrade, compression or put-back Ketrova keeps the database as it "
+               "was. Choose the copy to put back and press Start: it takes the database's place "
+               "with its version file, and the database as it is now is kept as a safety copy of "
+               "its own."));
     lstCopies_ = new QTreeWidget(Page(PageCopies));
     lstCopies_->setObjectName("lstCopies");
+    Describe(lstCopies_, tr("Safety copies"),
+             tr("The copies kept of this database, by when and before what they were made"));
     // The name last: it is long, and the time and operation tell the copies apart.
-    lstCopies_->setHeaderLabels({"Date and time", "Operation", "Size", "Name"});
+    lstCopies_->setHeaderLabels({tr("Date and time"), tr("Operation"), tr("Size"), tr("Name")});
     lstCopies_->setRootIsDecorated(false);
     lstCopies_->setSelectionMode(QAbstractItemView::SingleSelection);
     PageLayout(PageCopies)->addWidget(lstCopies_, 1);
     lblNoCopies_ =
-        AddText(PageCopies, "There are no safety copies of this database yet.", "lblNoCopies");
+        AddText(PageCopies, tr("There are no safety copies of this database yet."), "lblNoCopies");
     connect(lstCopies_, &QTreeWidget::itemSelectionChanged, this, [this] {
         if (Tag(ActionButton) == "COPIES_2") {
             Button(ActionButton)->setEnabled(!lstCopies_->selectedItems().isEmpty());
         }
     });
 
-    SetPageHeading(PageSalvage, "Salvage a damaged database");
-    lblSalvageIntro_ = AddText(PageSalvage, {}, "lblSalvageIntro");
-    salvageRun_ = AddRunWidgets(PageSalvage, "Salvaging the database ...");
+    SetPageHeading(PageSalvage, tr("Salvage a damaged database"));
+    lblSalvageIntro_ = AddText(PageSalvage, {}, "lblSalvageIntro",
+                               tr("What the check found and where the salvage writes"));
+    salvageRun_ = AddRunWidgets(PageSalvage, tr("Salvaging the database ..."));
     lstSalvaged_ = new QTreeWidget(Page(PageSalvage));
     lstSalvaged_->setObjectName("lstSalvaged");
-    lstSalvaged_->setAccessibleName("Rows per table");
-    lstSalvaged_->setHeaderLabels({"Table", "Rows before", "Rows salvaged"});
+    Describe(lstSalvaged_, tr("Rows per table"),
+             tr("For each table, the rows the damaged database could count and the rows read "
+                "back"));
+    lstSalvaged_->setHeaderLabels({tr("Table"), tr("Rows before"), tr("Rows salvaged")});
     lstSalvaged_->setRootIsDecorated(false);
     lstSalvaged_->setSelectionMode(QAbstractItemView::NoSelection);
     PageLayout(PageSalvage)->addWidget(lstSalvaged_, 1);
-    lblSalvageResult_ = AddText(PageSalvage, {}, "lblSalvageResult");
+    lblSalvageResult_ = AddText(PageSalvage, {}, "lblSalvageResult",
+                                tr("How many rows came back, and where they are"));
 
     Register("START_OPTIONS", [this] { Start_Options(); });
     Register("COMPRESS_1", [this] { Compress_1(); });
@@ -139,9 +159,9 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     Register("SALVAGE_3", [this] { Salvage_3(); });
     Register("SALVAGE_4", [this] { Salvage_4(); });
     Register("SALVAGE_FAILURE", [this] {
-        lblFinish_->setText(FailurePageText("Database salvage failure.", settings_, ""));
+        lblFinish_->setText(FailurePageText(tr("Database salvage failure."), settings_, ""));
         ResetAll(false, true, true, FaceSuccess);
-        SetPageHeading(PageFinish, "Salvage failed");
+        SetPageHeading(PageFinish, tr("Salvage failed"));
         ShowPage(PageFinish);
     });
     Register("EXIT", [this] { close(); });
@@ -201,7 +221,7 @@ void frmWizOptions::Compress_2() {
                 maintenance::CompactDB(settings_, ui_, message, context_.clock, &safetyCopy_);
         } catch (const std::exception& e) {
             compacted = false;
-            message = std::string("The following error has occured:\r\n") + e.what();
+            message = tr("The following error has occured:\r\n%1").arg(e.what()).toStdString();
         }
     });
     lblRunning_->hide();
@@ -216,42 +236,42 @@ void frmWizOptions::Compress_2() {
 
 void frmWizOptions::Diags() {
     lblFinish_->setText(
-        QStringLiteral(
-            "You have selected to run database diagnostics. When you press the Finish button ") +
-        "the diagnostics will begin and may take a few minues. When it has completed " +
-        "the results will be displayed for you to review or send to support for help.");
+        tr("You have selected to run database diagnostics. When you press the Finish button the "
+           "diagnostics will begin and may take a few minues. When it has completed the results "
+           "will be displayed for you to review or send to support for help."));
     ResetAll(true, true, true, FaceSuccess);
     SetTag(BackButton, "START_OPTIONS");
     SetTag(ActionButton, "RUNDIAGS");
-    SetPageHeading(PageFinish, "Run database diagnostics");
+    SetPageHeading(PageFinish, tr("Run database diagnostics"));
     ShowPage(PageFinish);
 }
 
 void frmWizOptions::Restore() {
     lblFinish_->setText(
-        QStringLiteral(
-            "You have selected to restore database files. When you press the Finish button ") +
-        "the restore screen will start. It is recommended you close all other applications " +
-        "before initiating a restore.");
+        tr("You have selected to restore database files. When you press the Finish button the "
+           "restore screen will start. It is recommended you close all other applications "
+           "before initiating a restore."));
     ResetAll(true, true, true, FaceSuccess);
     SetTag(BackButton, "START_OPTIONS");
     SetTag(ActionButton, "START_RESTORE");
-    SetPageHeading(PageFinish, "Restore the database");
+    SetPageHeading(PageFinish, tr("Restore the database"));
     ShowPage(PageFinish);
 }
 
 void frmWizOptions::Finish_Success() {
-    lblFinish_->setText(SuccessPageText("The database compression was successful.", safetyCopy_));
+    lblFinish_->setText(
+        SuccessPageText(tr("The database compression was successful."), safetyCopy_));
     ResetAll(false, true, true, FaceSuccess);
-    SetPageHeading(PageFinish, "Compression complete");
+    SetPageHeading(PageFinish, tr("Compression complete"));
     ShowPage(PageFinish);
 }
 
 void frmWizOptions::Finish_Failure() {
-    lblFinish_->setText(FailurePageText("Database compression failure.", settings_, safetyCopy_));
+    lblFinish_->setText(
+        FailurePageText(tr("Database compression failure."), settings_, safetyCopy_));
     // The finishing face that closes: this wizard starts nothing afterwards.
     ResetAll(false, true, true, FaceSuccess);
-    SetPageHeading(PageFinish, "Compression failed");
+    SetPageHeading(PageFinish, tr("Compression failed"));
     ShowPage(PageFinish);
 }
 
@@ -287,23 +307,22 @@ void frmWizOptions::Copies_2() {
     std::string error;
     const bool ok = RunLogged(
         [&] { return safety::PutBackSafetyCopy(settings_, name, context_.clock, kept, error); });
-    const QString first = "The safety copy " + QString::fromStdString(name) + " was put back.";
+    const QString first = tr("The safety copy %1 was put back.").arg(QString::fromStdString(name));
     lblFinish_->setText(
         ok ? SuccessPageText(first, kept.path)
-           : FailurePageText("The safety copy could not be put back.", settings_, kept.path));
+           : FailurePageText(tr("The safety copy could not be put back."), settings_, kept.path));
     ResetAll(false, true, true, FaceSuccess);
-    SetPageHeading(PageFinish, ok ? "Safety copy put back" : "Putting back failed");
+    SetPageHeading(PageFinish, ok ? tr("Safety copy put back") : tr("Putting back failed"));
     ShowPage(PageFinish);
 }
 
 void frmWizOptions::Salvage_1() {
     salvaged_ = maintenance::FreeSalvageName(settings_.DBPath);
     lblSalvageIntro_->setText(
-        "The engine's check of the database found: " + QString::fromStdString(damage_) +
-        "\n\nSalvage reads every row that can still be read into a new database, " +
-        QString::fromStdString(salvaged_) +
-        "; the damaged database stays as it is until you choose to replace it. Press Start "
-        "when ready.");
+        tr("The engine's check of the database found: %1\n\nSalvage reads every row that can "
+           "still be read into a new database, %2; the damaged database stays as it is until you "
+           "choose to replace it. Press Start when ready.")
+            .arg(QString::fromStdString(damage_), QString::fromStdString(salvaged_)));
     salvageRun_.Hide();
     lstSalvaged_->clear();
     lstSalvaged_->hide();
@@ -339,11 +358,12 @@ void frmWizOptions::Salvage_2() {
     }
     lstSalvaged_->show();
     if (ok) {
-        lblSalvageResult_->setText(QString::number(rows) + " rows of " +
-                                   QString::number(outcome.Tables.size()) +
-                                   " tables were read into " + QString::fromStdString(salvaged_) +
-                                   ". Press Next to choose whether it replaces the damaged "
-                                   "database.");
+        lblSalvageResult_->setText(
+            tr("%1 rows of %2 tables were read into %3. Press Next to choose whether it replaces "
+               "the damaged database.")
+                .arg(rows)
+                .arg(outcome.Tables.size())
+                .arg(QString::fromStdString(salvaged_)));
     }
     ResetAll(false, true, true, FaceNext);
     SetTag(ActionButton, ok ? "SALVAGE_3" : "SALVAGE_FAILURE");
@@ -352,13 +372,13 @@ void frmWizOptions::Salvage_2() {
 
 void frmWizOptions::Salvage_3() {
     lblFinish_->setText(
-        "The salvaged database is ready at " + QString::fromStdString(salvaged_) +
-        ".\n\nPress Start to put it in the place of the damaged database. The damaged database "
-        "is kept in the SafetyCopies folder beside it.\n\nPress Cancel to leave both as they "
-        "are.");
+        tr("The salvaged database is ready at %1.\n\nPress Start to put it in the place of the "
+           "damaged database. The damaged database is kept in the SafetyCopies folder beside "
+           "it.\n\nPress Cancel to leave both as they are.")
+            .arg(QString::fromStdString(salvaged_)));
     ResetAll(false, true, true, FaceStart);
     SetTag(ActionButton, "SALVAGE_4");
-    SetPageHeading(PageFinish, "Put the salvaged database in place");
+    SetPageHeading(PageFinish, tr("Put the salvaged database in place"));
     ShowPage(PageFinish);
 }
 
@@ -370,11 +390,13 @@ void frmWizOptions::Salvage_4() {
     const bool ok = RunLogged([&] {
         return maintenance::PutSalvagedInPlace(settings_, salvaged_, context_.clock, kept, error);
     });
-    lblFinish_->setText(ok ? SuccessPageText("The salvaged database is now in place.", kept.path)
-                           : FailurePageText("The salvaged database could not be put in place.",
-                                             settings_, kept.path));
+    lblFinish_->setText(
+        ok ? SuccessPageText(tr("The salvaged database is now in place."), kept.path)
+           : FailurePageText(tr("The salvaged database could not be put in place."), settings_,
+                             kept.path));
     ResetAll(false, true, true, FaceSuccess);
-    SetPageHeading(PageFinish, ok ? "Salvaged database in place" : "Putting it in place failed");
+    SetPageHeading(PageFinish,
+                   ok ? tr("Salvaged database in place") : tr("Putting it in place failed"));
     ShowPage(PageFinish);
 }
 

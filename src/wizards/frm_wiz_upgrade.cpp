@@ -11,28 +11,28 @@
 namespace wizards {
 
 frmWizUpgrade::frmWizUpgrade(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizUpgrade", "Ketrova Database Wizard", 3,
+    : WizardWindow(context.settings, context.ui, "frmWizUpgrade", tr("Ketrova Database Wizard"), 3,
                    "upgrade", parent),
       context_(context) {
-    SetPageHeading(PageIntro, "Your Ketrova database needs an upgrade");
+    SetPageHeading(PageIntro, tr("Your Ketrova database needs an upgrade"));
     AddText(PageIntro,
-            "This version of Ketrova keeps its data in a newer database structure. This wizard "
-            "brings your database up to date and converts its data; nothing is lost.");
-    AddText(PageIntro, "The upgrade converts a copy beside your database, and puts it in the "
-                       "database's place only once it has passed its checks. Your database as "
-                       "it was is kept in the SafetyCopies folder beside it.");
+            tr("This version of Ketrova keeps its data in a newer database structure. This wizard "
+               "brings your database up to date and converts its data; nothing is lost."));
+    AddText(PageIntro, tr("The upgrade converts a copy beside your database, and puts it in the "
+                          "database's place only once it has passed its checks. Your database as "
+                          "it was is kept in the SafetyCopies folder beside it."));
     PageLayout(PageIntro)->addStretch(1);
 
-    SetPageHeading(PageReady, "Ready to upgrade");
-    AddText(PageReady, "Please close all other Ketrova programs before the upgrade begins. "
-                       "Depending on the size of the database this may take a few minutes.");
-    AddText(PageReady, "Press Start when ready.");
+    SetPageHeading(PageReady, tr("Ready to upgrade"));
+    AddText(PageReady, tr("Please close all other Ketrova programs before the upgrade begins. "
+                          "Depending on the size of the database this may take a few minutes."));
+    AddText(PageReady, tr("Press Start when ready."));
     PageLayout(PageReady)->addStretch(1);
 
-    SetPageHeading(PageRun, "Upgrading the database");
-    run_ = AddRunWidgets(PageRun, "Upgrade progress:");
+    SetPageHeading(PageRun, tr("Upgrading the database"));
+    run_ = AddRunWidgets(PageRun, tr("Upgrade progress:"));
     PageLayout(PageRun)->addSpacing(8);
-    lblFinish_ = AddText(PageRun, {}, "lblFinish");
+    lblFinish_ = AddText(PageRun, {}, "lblFinish", tr("How the upgrade ended"));
     PageLayout(PageRun)->addStretch(1);
 
     Register("START_WIZARD", [this] { Start_Wizard(); });
@@ -52,6 +52,9 @@ frmWizUpgrade::frmWizUpgrade(const WizardContext& context, QWidget* parent)
 
 void frmWizUpgrade::Start_Wizard() {
     ResetAll(true, true, false, FaceNext);
+    // Nothing comes before the introduction, whichever way it was reached;
+    // Esc then closes the wizard rather than showing this page again.
+    SetTag(BackButton, {});
     SetTag(ActionButton, "RUNUPGRADE_1");
     ShowPage(PageIntro);
 }
@@ -84,7 +87,7 @@ void frmWizUpgrade::RUNUPGRADE_2() {
 }
 
 void frmWizUpgrade::Finish_Success() {
-    QString text = SuccessPageText("The Ketrova database upgrade was successful.", safetyCopy_);
+    QString text = SuccessPageText(tr("The Ketrova database upgrade was successful."), safetyCopy_);
     const std::string failed =
         upgrade::FailedStatementsText(failedStatements_, startup::RunLogPath(settings_));
     if (!failed.empty()) {
@@ -92,14 +95,14 @@ void frmWizUpgrade::Finish_Success() {
     }
     lblFinish_->setText(text);
     ResetAll(false, true, false, FaceSuccess);
-    SetPageHeading(PageRun, "The database is up to date");
+    SetPageHeading(PageRun, tr("The database is up to date"));
     ShowPage(PageRun);
 }
 
 void frmWizUpgrade::Finish_Failure() {
-    lblFinish_->setText(FailurePageText("Database upgrade failure.", settings_, safetyCopy_));
+    lblFinish_->setText(FailurePageText(tr("Database upgrade failure."), settings_, safetyCopy_));
     ResetAll(false, true, false, FaceFailure);
-    SetPageHeading(PageRun, "The database could not be upgraded");
+    SetPageHeading(PageRun, tr("The database could not be upgraded"));
     ShowPage(PageRun);
 }
 

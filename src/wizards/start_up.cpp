@@ -10,6 +10,8 @@
 #include "wizards/frm_wiz_upgrade.h"
 #include "wizards/report_probe.h"
 
+#include <QCoreApplication>
+
 #include <optional>
 #include <string>
 
@@ -17,7 +19,11 @@ namespace wizards {
 
 namespace {
 
-constexpr const char* kInterruptedTitle = "Interrupted Operation";
+// The boxes here come before any window, so their texts are translated in a
+// context of their own.
+std::string InterruptedTitle() {
+    return QCoreApplication::translate("wizards::StartUp", "Interrupted Operation").toStdString();
+}
 
 // An operation on the database that was cut off is dealt with before any
 // wizard opens: the user learns which one and when, and decides whether a
@@ -33,22 +39,26 @@ void DealWithInterruption(const WizardContext& c) {
     bool putBack = false;
     if (interruption->state == safety::LeftState::MayBeTouched && !m.safetyCopy.empty() &&
         util::FileExists(m.safetyCopy)) {
-        putBack = c.ui.MessageBox(what +
-                                      "\n\nThe database may have been changed part way. Put the "
-                                      "safety copy back?\n\nYes puts " +
-                                      m.safetyCopy +
-                                      " back and keeps what is there now as a safety copy of "
-                                      "its own. No keeps the database as it is.",
-                                  util::Buttons::YesNo, util::Icon::Exclamation,
-                                  kInterruptedTitle) == util::Answer::Yes;
+        const QString question =
+            QCoreApplication::translate(
+                "wizards::StartUp",
+                "%1\n\nThe database may have been changed part way. Put the safety copy "
+                "back?\n\nYes puts %2 back and keeps what is there now as a safety copy of its "
+                "own. No keeps the database as it is.")
+                .arg(QString::fromStdString(what), QString::fromStdString(m.safetyCopy));
+        putBack = c.ui.MessageBox(question.toStdString(), util::Buttons::YesNo,
+                                  util::Icon::Exclamation, InterruptedTitle()) == util::Answer::Yes;
     }
     std::string done, error;
     if (safety::Recover(db, c.clock, putBack, done, error)) {
         c.ui.MessageBox(what + "\n\n" + done, util::Buttons::OK, util::Icon::Information,
-                        kInterruptedTitle);
+                        InterruptedTitle());
     } else {
-        c.ui.MessageBox(what + "\n\nIt could not be put right: " + error, util::Buttons::OK,
-                        util::Icon::Critical, kInterruptedTitle);
+        const QString failed =
+            QCoreApplication::translate("wizards::StartUp", "%1\n\nIt could not be put right: %2")
+                .arg(QString::fromStdString(what), QString::fromStdString(error));
+        c.ui.MessageBox(failed.toStdString(), util::Buttons::OK, util::Icon::Critical,
+                        InterruptedTitle());
     }
 }
 
@@ -84,8 +94,10 @@ std::unique_ptr<QWidget> StartUp(const WizardContext& context, std::string_view 
     // A newer program's database: the wizards that would change it do not open.
     if (found.newer &&
         (mode == startup::StartMode::Upgrade || mode == startup::StartMode::Options)) {
-        context.ui.MessageBox(startup::NewerDatabaseText(context.settings.DBFile, found.version),
-                              util::Buttons::OK, util::Icon::Exclamation, "Newer Database");
+        context.ui.MessageBox(
+            startup::NewerDatabaseText(context.settings.DBFile, found.version), util::Buttons::OK,
+            util::Icon::Exclamation,
+            QCoreApplication::translate("wizards::StartUp", "Newer Database").toStdString());
         return nullptr;
     }
     if (mode == startup::StartMode::Diagnostics) {

@@ -1,6 +1,7 @@
 #include "wizards/text_viewer.h"
 
 #include "util/paths.h"
+#include "wizards/access.h"
 #include "wizards/wizard_ui.h"
 
 #include <QApplication>
@@ -8,6 +9,7 @@
 #include <QFile>
 #include <QFontDatabase>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QSaveFile>
@@ -20,7 +22,7 @@ TextViewer::TextViewer(const std::string& path, WizardUi& ui, QWidget* parent)
     : QWidget(parent, Qt::Window), path_(path), ui_(ui) {
     setObjectName("frmViewer");
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(QString::fromStdString("Ostrand - " + util::FileNamePart(path)));
+    setWindowTitle(tr("Ostrand - %1").arg(QString::fromStdString(util::FileNamePart(path))));
     resize(760, 560);
 
     QFile file(QString::fromStdString(path));
@@ -30,14 +32,14 @@ TextViewer::TextViewer(const std::string& path, WizardUi& ui, QWidget* parent)
     }
 
     auto* layout = new QVBoxLayout(this);
-    auto* where =
-        new QLabel(read ? QString("No viewer on this desktop opened %1, so here it is.")
-                              .arg(QString::fromStdString(path))
-                        : QString("%1 could not be read.").arg(QString::fromStdString(path)),
-                   this);
+    auto* where = new QLabel(read ? tr("No viewer on this desktop opened %1, so here it is.")
+                                        .arg(QString::fromStdString(path))
+                                  : tr("%1 could not be read.").arg(QString::fromStdString(path)),
+                             this);
     where->setObjectName("lblPath");
     where->setWordWrap(true);
     where->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    Describe(where, {}, tr("Which file this window shows"));
     layout->addWidget(where);
 
     text_ = new QTextBrowser(this);
@@ -53,26 +55,40 @@ TextViewer::TextViewer(const std::string& path, WizardUi& ui, QWidget* parent)
         text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
         text_->setPlainText(shown);
     }
+    Describe(text_, tr("Document"), tr("The text of the file, read-only"));
     layout->addWidget(text_, 1);
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
-    auto addButton = [&](const QString& caption, const char* name) {
+    auto addButton = [&](const QString& caption, const char* name, const QString& description) {
         auto* b = new QPushButton(caption, this);
         b->setObjectName(name);
+        b->setAutoDefault(true);
+        Describe(b, {}, description);
         buttons->addWidget(b);
         return b;
     };
-    QPushButton* save = addButton("&Save...", "cmdSave");
-    QPushButton* copy = addButton("&Copy", "cmdCopy");
-    QPushButton* close = addButton("C&lose", "cmdClose");
+    QPushButton* save = addButton(tr("&Save..."), "cmdSave", tr("Saves a copy of the file"));
+    QPushButton* copy =
+        addButton(tr("&Copy"), "cmdCopy", tr("Puts the whole text on the clipboard, for a mail"));
+    close_ = addButton(tr("C&lose"), "cmdClose", tr("Closes this window"));
     save->setEnabled(read);
     copy->setEnabled(read);
-    close->setDefault(true);
+    close_->setDefault(true);
     connect(save, &QPushButton::clicked, this, &TextViewer::Save);
     connect(copy, &QPushButton::clicked, this, &TextViewer::Copy);
-    connect(close, &QPushButton::clicked, this, &QWidget::close);
+    connect(close_, &QPushButton::clicked, this, &QWidget::close);
     layout->addLayout(buttons);
+    SetTabOrderByLayout(this);
+    KeepLeastHeightForWidth(this);
+}
+
+void TextViewer::keyPressEvent(QKeyEvent* event) {
+    if (ReadWindowKey(event) != WindowKey::Other) {
+        close_->click(); // the one thing either key can mean in a read-only window
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 QString TextViewer::Text() const {
@@ -81,7 +97,11 @@ QString TextViewer::Text() const {
 
 void TextViewer::Save() {
     const auto target =
-        ui_.ChooseSaveFile(this, "Save a copy of " + util::FileNamePart(path_), path_);
+        ui_.ChooseSaveFile(this,
+                           tr("Save a copy of %1")
+                               .arg(QString::fromStdString(util::FileNamePart(path_)))
+                               .toStdString(),
+                           path_);
     if (!target || *target == path_) {
         return;
     }
@@ -89,9 +109,10 @@ void TextViewer::Save() {
     // chosen file half written.
     QSaveFile out(QString::fromStdString(*target));
     if (!out.open(QIODevice::WriteOnly) || out.write(bytes_) != bytes_.size() || !out.commit()) {
-        ui_.MessageBox("The copy could not be written to " + *target + ": " +
-                           out.errorString().toStdString(),
-                       util::Buttons::OK, util::Icon::Exclamation, "Save");
+        ui_.MessageBox(tr("The copy could not be written to %1: %2")
+                           .arg(QString::fromStdString(*target), out.errorString())
+                           .toStdString(),
+                       util::Buttons::OK, util::Icon::Exclamation, tr("Save").toStdString());
     }
 }
 

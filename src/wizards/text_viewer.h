@@ -8,6 +8,7 @@
 
 #include <string>
 
+class QPushButton;
 class QTextBrowser;
 
 namespace wizards {
@@ -27,11 +28,16 @@ public:
     void Save();
     void Copy();
 
+protected:
+    // Enter and Esc close the window, as they would a dialog with one button.
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     std::string path_;
     QByteArray bytes_; // the file as read: Save writes exactly these
     WizardUi& ui_;
     QTextBrowser* text_ = nullptr;
+    QPushButton* close_ = nullptr;
 };
 
 } // namespace wizards

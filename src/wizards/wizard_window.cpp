@@ -4,17 +4,21 @@
 #include "startup/network_share.h"
 #include "startup/run_log.h"
 #include "util/paths.h"
+#include "wizards/access.h"
 #include "wizards/pictures.h"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -52,22 +56,27 @@ private:
 
 QString FailureText(const QString& firstSentence, const std::string& logFolder) {
     return firstSentence + "\n\n" +
-           "A log has been created that can be used for troubleshooting the problem. Please "
-           "contact " +
-           kSupportContact +
-           " for assistance or you can view the log file called Ostrand.log located " + "in the " +
-           QString::fromStdString(logFolder) + " directory.";
+           QCoreApplication::translate(
+               "wizards::WizardWindow",
+               "A log has been created that can be used for troubleshooting the problem. Please "
+               "contact %1 for assistance or you can view the log file called Ostrand.log "
+               "located in the %2 directory.")
+               .arg(QString(kSupportContact), QString::fromStdString(logFolder));
 }
 
 QString BackupAdvice() {
-    return QStringLiteral("Performing regular backups will help prevent data loss in the ") +
-           "future due to disk failures or computer problems. Please read the help file for " +
-           "more information about database backups.";
+    return QCoreApplication::translate(
+        "wizards::WizardWindow",
+        "Performing regular backups will help prevent data loss in the future due to disk "
+        "failures or computer problems. Please read the help file for more information "
+        "about database backups.");
 }
 
 QString SafetyCopyNote(const std::string& safetyCopy) {
-    return safetyCopy.empty() ? QString()
-                              : "\n\nSafety copy: " + QString::fromStdString(safetyCopy);
+    return safetyCopy.empty()
+               ? QString()
+               : "\n\n" + QCoreApplication::translate("wizards::WizardWindow", "Safety copy: %1")
+                              .arg(QString::fromStdString(safetyCopy));
 }
 
 QString SuccessPageText(const QString& firstSentence, const std::string& safetyCopy) {
@@ -79,7 +88,8 @@ QString FailurePageText(const QString& firstSentence, const startup::RunSettings
     QString text = FailureText(firstSentence, startup::RunLogFolder(settings));
     const std::string cause = startup::LastErrorLine(startup::RunLogPath(settings));
     if (!cause.empty()) {
-        text += "\n\nCause: " + QString::fromStdString(cause);
+        text += "\n\n" + QCoreApplication::translate("wizards::WizardWindow", "Cause: %1")
+                             .arg(QString::fromStdString(cause));
     }
     return text + SafetyCopyNote(safetyCopy);
 }
@@ -109,7 +119,9 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     : QWidget(parent, Qt::Window), settings_(settings), ui_(ui), helpTopic_(helpTopic) {
     setObjectName(formName);
     setWindowTitle(caption);
-    setFixedSize(kWindowWidth, kWindowHeight);
+    // The layouts set the least size; larger fonts, a scaled screen or a
+    // longer translation make it grow instead of pushing controls out.
+    resize(kWindowWidth, kWindowHeight);
 
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
@@ -121,6 +133,8 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     auto* banner = new Banner(this);
     banner->setObjectName("imgBanner");
     banner->setFixedWidth(kBannerWidth);
+    Describe(banner, tr("Ketrova"),
+             tr("A database before the houses of a town: the picture of the Ketrova wizards"));
     body->addWidget(banner);
 
     auto* right = new QVBoxLayout;
@@ -133,10 +147,22 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     headingFont.setBold(true);
     heading_->setFont(headingFont);
     heading_->setWordWrap(true);
+    Describe(heading_, {}, tr("The heading of the page"));
     right->addWidget(heading_);
 
     // The pages share one cell, so each replaces the other in the same place.
-    auto* pageArea = new QWidget(this);
+    // A page longer than the window (a long path, a long cause of a failure)
+    // scrolls rather than spilling over the buttons.
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setFocusPolicy(Qt::NoFocus);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // Room for a usual page whole at the least size, measured in the window's
+    // font so that it grows with the font.
+    const QFontMetrics metrics(font());
+    scroll->setMinimumSize(metrics.averageCharWidth() * 48, metrics.lineSpacing() * 12);
+    auto* pageArea = new QWidget(scroll);
     auto* stack = new QGridLayout(pageArea);
     stack->setContentsMargins(0, 0, 0, 0);
     for (int i = 0; i < pageCount; ++i) {
@@ -149,7 +175,9 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
         stack->addWidget(page, 0, 0);
         pages_.push_back(page);
     }
-    right->addWidget(pageArea, 1);
+    scroll->setWidget(pageArea);
+    pageArea->setAutoFillBackground(false); // the window's own colour shows through
+    right->addWidget(scroll, 1);
     body->addLayout(right, 1);
     outer->addLayout(body, 1);
 
@@ -161,19 +189,23 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     auto* row = new QHBoxLayout;
     row->setContentsMargins(12, 10, 12, 12);
     row->setSpacing(8);
-    const QString captions[] = {"&Help", "&Cancel", "&Previous", "&Next"};
+    const QString captions[] = {tr("&Help"), tr("&Cancel"), tr("&Previous"), tr("&Next")};
     const QString tags[] = {"HELP", "CANCEL", "", ""};
     for (int i = 0; i < 4; ++i) {
         auto* button = new QPushButton(captions[i], this);
         button->setObjectName(QString("cmdAction_%1").arg(i));
         button->setProperty(kTagProperty, tags[i]);
         button->setMinimumWidth(96);
-        button->setAutoDefault(false);
+        // A button that has the focus takes Enter itself, as in a dialog.
+        button->setAutoDefault(true);
         connect(button, &QPushButton::clicked, this, [this, i] { OnButton(i); });
         buttons_.push_back(button);
     }
     buttons_[BackButton]->setIcon(FacePicture("PREVIOUS"));
     buttons_[ActionButton]->setDefault(true);
+    Describe(buttons_[HelpButton], {}, tr("Opens the help page of this wizard"));
+    Describe(buttons_[CancelButton], {}, tr("Closes the wizard without going on"));
+    Describe(buttons_[BackButton], {}, tr("Goes back to the page before"));
     row->addWidget(buttons_[HelpButton]);
     row->addStretch(1);
     row->addWidget(buttons_[BackButton]);
@@ -182,6 +214,7 @@ WizardWindow::WizardWindow(startup::RunSettings& settings, WizardUi& ui, const Q
     row->addWidget(buttons_[CancelButton]);
     outer->addLayout(row);
 
+    KeepLeastHeightForWidth(this);
     ui_.SetOwner(this);
     Register("HELP", [this] { OpenHelp(); });
 }
@@ -201,32 +234,38 @@ void WizardWindow::ResetAll(bool flag1, bool flag2, bool flag3, int16_t face) {
     }
     QPushButton* action = buttons_[ActionButton];
     QString style;
+    QString description;
     switch (face) {
     case FaceNext:
-        action->setText("&Next");
+        action->setText(tr("&Next"));
         action->setProperty(kTagProperty, QString("NEXT"));
         style = "NEXT";
+        description = tr("Goes on to the next page");
         break;
     case FaceStart:
-        action->setText("&Start");
+        action->setText(tr("&Start"));
         action->setProperty(kTagProperty, QString("START"));
         style = "START";
+        description = tr("Starts the work this page describes");
         break;
     case FaceSuccess:
-        action->setText("&Finish");
+        action->setText(tr("&Finish"));
         action->setProperty(kTagProperty, QString("EXIT"));
         style = "FINISH";
+        description = tr("Finishes the wizard");
         break;
     case FaceFailure:
-        action->setText("&Finish");
+        action->setText(tr("&Finish"));
         action->setProperty(kTagProperty, QString("FAILED"));
         style = "FINISH";
+        description = tr("Closes the wizard");
         break;
     default:
         return; // no such face: the button keeps the one it has
     }
     action->setProperty(kStyleProperty, style);
     action->setIcon(FacePicture(style));
+    Describe(action, {}, description);
     // Arrows point the way the button leads, so "Next" carries its picture on the right.
     action->setLayoutDirection(style == "NEXT" ? Qt::RightToLeft : Qt::LeftToRight);
 }
@@ -244,6 +283,24 @@ void WizardWindow::ShowPage(int index) {
     }
     if (QFrame* page = Page(index)) {
         heading_->setText(page->property(kHeadingProperty).toString());
+        FocusPage(page);
+    }
+}
+
+void WizardWindow::FocusPage(QFrame* page) {
+    // The page's first control in the tab order, else the button that leads on,
+    // so that typing, Tab and Space start where the page does. The order is
+    // laid anew each time: a page may have gained controls since.
+    SetTabOrderByLayout(this);
+    for (QWidget* w = nextInFocusChain(); w != this; w = w->nextInFocusChain()) {
+        if (page->isAncestorOf(w) && w->isVisibleTo(this) && w->isEnabled() &&
+            (w->focusPolicy() & Qt::TabFocus)) {
+            w->setFocus(Qt::OtherFocusReason);
+            return;
+        }
+    }
+    if (buttons_[ActionButton]->isEnabled()) {
+        buttons_[ActionButton]->setFocus(Qt::OtherFocusReason);
     }
 }
 
@@ -336,7 +393,8 @@ QVBoxLayout* WizardWindow::PageLayout(int index) const {
     return page ? static_cast<QVBoxLayout*>(page->layout()) : nullptr;
 }
 
-QLabel* WizardWindow::AddText(int index, const QString& text, const QString& objectName) {
+QLabel* WizardWindow::AddText(int index, const QString& text, const QString& objectName,
+                              const QString& description) {
     auto* label = new QLabel(text, Page(index));
     label->setWordWrap(true);
     label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
@@ -345,19 +403,22 @@ QLabel* WizardWindow::AddText(int index, const QString& text, const QString& obj
     if (!objectName.isEmpty()) {
         label->setObjectName(objectName);
     }
+    Describe(label, {}, description.isEmpty() ? tr("Text of the page") : description);
     PageLayout(index)->addWidget(label);
     return label;
 }
 
 QLineEdit* WizardWindow::AddFolderRow(int index, const QString& editName, const QString& buttonName,
-                                      const QString& word) {
+                                      const QString& word, const QString& folderName) {
     auto* row = new QHBoxLayout;
     row->setSpacing(6);
     auto* edit = new QLineEdit(Page(index));
     edit->setObjectName(editName);
-    auto* browse = new QPushButton("&Browse...", Page(index));
+    Describe(edit, folderName, tr("The folder's path, typed or chosen with Browse"));
+    auto* browse = new QPushButton(tr("&Browse..."), Page(index));
     browse->setObjectName(buttonName);
-    browse->setAutoDefault(false);
+    browse->setAutoDefault(true);
+    Describe(browse, {}, tr("Chooses the folder in a folder dialog"));
     connect(browse, &QPushButton::clicked, this, [this, word] { RunCommand(word); });
     row->addWidget(edit, 1);
     row->addWidget(browse);
@@ -367,14 +428,15 @@ QLineEdit* WizardWindow::AddFolderRow(int index, const QString& editName, const 
 
 WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& caption) {
     RunWidgets w;
-    w.caption = AddText(index, caption, "lblDBCreate");
+    w.caption = AddText(index, caption, "lblDBCreate", tr("What the progress bar below shows"));
     w.bar = new QProgressBar(Page(index));
     w.bar->setObjectName("pgbMakeDB");
     w.bar->setRange(0, 100);
     w.bar->setValue(0);
     w.bar->setTextVisible(true);
+    Describe(w.bar, tr("Progress"), tr("How far the work has come, in percent"));
     PageLayout(index)->addWidget(w.bar);
-    w.status = AddText(index, {}, "lblCreateStatus");
+    w.status = AddText(index, {}, "lblCreateStatus", tr("The step the work is at"));
     return w;
 }
 
@@ -421,6 +483,28 @@ void WizardWindow::closeEvent(QCloseEvent* event) {
         return;
     }
     QWidget::closeEvent(event);
+}
+
+void WizardWindow::keyPressEvent(QKeyEvent* event) {
+    switch (ReadWindowKey(event)) {
+    case WindowKey::Enter:
+        if (buttons_[ActionButton]->isEnabled()) {
+            buttons_[ActionButton]->click();
+        }
+        return;
+    case WindowKey::Escape:
+        // Back where the page leads back somewhere, else Cancel; while work
+        // runs both are off, and after it the page's reset says which is on.
+        if (buttons_[BackButton]->isEnabled() && commands_.contains(Tag(BackButton).toUpper())) {
+            buttons_[BackButton]->click();
+        } else if (buttons_[CancelButton]->isEnabled()) {
+            buttons_[CancelButton]->click();
+        }
+        return;
+    case WindowKey::Other:
+        break;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 void WizardWindow::OnButton(int index) {

@@ -97,7 +97,8 @@ public:
 
     QFrame* Page(int index) const;
     int PageCount() const { return static_cast<int>(pages_.size()); }
-    // Shows one page (hiding the others) and its heading.
+    // Shows one page (hiding the others) and its heading, and puts the
+    // focus on the page's first control.
     void ShowPage(int index);
     // The visible page, -1 when none is.
     int VisiblePage() const;
@@ -133,11 +134,14 @@ protected:
     // Page building: the page's heading and its column of widgets.
     void SetPageHeading(int index, const QString& heading);
     QVBoxLayout* PageLayout(int index) const;
-    // A wrapped text label added to a page.
-    QLabel* AddText(int index, const QString& text, const QString& objectName = {});
-    // A folder box with a browse button beside it that runs `word`.
+    // A wrapped text label added to a page; `description` says what it is
+    // for to a screen reader (a page's own text when none is given).
+    QLabel* AddText(int index, const QString& text, const QString& objectName = {},
+                    const QString& description = {});
+    // A folder box with a browse button beside it that runs `word`; the box
+    // is called `folderName` to a screen reader.
     QLineEdit* AddFolderRow(int index, const QString& editName, const QString& buttonName,
-                            const QString& word);
+                            const QString& word, const QString& folderName = {});
     // The caption, progress bar and status line of a page that runs an operation.
     struct RunWidgets {
         QLabel* caption = nullptr;
@@ -155,12 +159,16 @@ protected:
     void WarnIfOnNetworkShare(const std::string& folder);
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    // Enter presses the action button; Esc goes back, or cancels where the
+    // page has no way back.
+    void keyPressEvent(QKeyEvent* event) override;
 
     startup::RunSettings& settings_;
     WizardUi& ui_;
 
 private:
     void OnButton(int index);
+    void FocusPage(QFrame* page);
 
     QString helpTopic_;
     QLabel* heading_ = nullptr;

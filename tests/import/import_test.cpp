@@ -93,6 +93,12 @@ std::string AsExported(sqlite3_stmt* row, int i) {
     return text;
 }
 
+// Remembers whether the busy pointer is shown.
+struct BusyUi : util::UiServices {
+    void SetBusy(bool on) override { busy = on; }
+    bool busy = true;
+};
+
 TEST(JetValues, ConvertExactlyOrNotAtAll) {
     const struct {
         double days;
@@ -121,6 +127,7 @@ TEST(JetValues, ConvertExactlyOrNotAtAll) {
         {"-1234.5600", -1234.56},
         {"0.0001", 0.0001},
         {"12.75", std::nullopt},
+        {"100000000000.0000", 1e11}, // the largest kept exactly
         {"100000000000.0001", std::nullopt},
         {"1x.0000", std::nullopt},
     };
@@ -155,12 +162,13 @@ TEST(ImportJet, EveryTableReadsBackAsMdbExportShowsIt) {
         settings.AppPath = OSTRAND_BIN_DIR "/";
         db::Connection unused;
         util::NullProgress progress;
-        util::UiServices ui;
+        BusyUi ui;
         platform::FixedClock clock({});
         import::ImportOutcome outcome;
         ASSERT_TRUE(import::ImportJet(settings, unused, progress, ui, clock,
                                       {source, dir.str() + "out", false}, outcome))
             << outcome.Error;
+        EXPECT_FALSE(ui.busy); // the hourglass is cleared at the end
 
         db::Connection c;
         c.Open(dir.str() + "out/Ketrova.mdb");

@@ -21,33 +21,23 @@ TEST(Format, NumberPatternsOfTheSuite) {
     const Case cases[] = {
         // "#,###": sizes in the compaction message and the reports; 0 prints nothing.
         {0, "#,###", ""},
-        {0.4, "#,###", ""},
-        {1, "#,###", "1"},
         {999, "#,###", "999"},
         {1000, "#,###", "1,000"},
-        {51234, "#,###", "51,234"},
         {12345678, "#,###", "12,345,678"},
-        {1234567, "#,###", "1,234,567"},
         {999999.5, "#,###", "1,000,000"},
         {-1234, "#,###", "-1,234"},
         {123456789012345.0, "#,###", "123,456,789,012,345"},
         {1e20, "#,###", "100,000,000,000,000,000,000"},
         // "#0" and "0" round half away from zero.
         {37.5, "#0", "38"},
-        {37.49, "#0", "37"},
-        {0.5, "#0", "1"},
         {2.5, "#0", "3"},
         {-2.5, "#0", "-3"},
         {0, "#0", "0"},
-        {0.2, "#0", "0"},
         {-0.4, "#0", "-0"},
         {66.66666666, "0", "67"},
-        {100, "0", "100"},
         // "#.00": no forced integer digit.
         {0, "#.00", ".00"},
         {0.5, "#.00", ".50"},
-        {7.125, "#.00", "7.13"},
-        {12.345, "#.00", "12.35"},
         {2.675, "#.00", "2.68"},
         {-5.5, "#.00", "-5.50"},
         {0.004, "#.00", ".00"},
@@ -63,23 +53,22 @@ TEST(Format, NumberPatternsOfTheSuite) {
         {0, Accounting, "0.00"},
         {0.25, Accounting, ".25"},
         {-0.25, Accounting, "(.25)"},
-        {1000000, Accounting, "1,000,000.00"},
+        // Literals, percent, optional fraction digits; ";" quoted or escaped
+        // splits no section, and an empty negative section falls back.
+        {0.256, "0.0%", "25.6%"},
+        {5, "#.##", "5."},
+        {5.126, "0.0#", "5.13"},
+        {42, "\"No. \"0", "No. 42"},
+        {42, "0\\x", "42x"},
+        {3, "000", "003"},
+        {-3, "0;;zero", "-3"},
+        {0, "0;(0);\"nil\"", "nil"},
+        {1234.5, "#,##0.00 \"a;b\"", "1,234.50 a;b"},
+        {-5, "0\\;0;(0)", "(5)"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(Format(c.value, c.pattern), c.expected) << c.value << " as " << c.pattern;
     }
-}
-
-TEST(Format, LiteralsPercentAndOptionalFractionDigits) {
-    EXPECT_EQ(Format(0.256, "0.0%"), "25.6%");
-    EXPECT_EQ(Format(5, "#.##"), "5.");
-    EXPECT_EQ(Format(5.1, "#.##"), "5.1");
-    EXPECT_EQ(Format(5.126, "0.0#"), "5.13");
-    EXPECT_EQ(Format(42, "\"No. \"0"), "No. 42");
-    EXPECT_EQ(Format(42, "0\\x"), "42x");
-    EXPECT_EQ(Format(3, "000"), "003");
-    EXPECT_EQ(Format(-3, "0;;zero"), "-3") << "an empty negative section falls back to positive";
-    EXPECT_EQ(Format(0, "0;(0);\"nil\""), "nil");
 }
 
 TEST(Format, SingleCountsSevenDigitsAndCurrencyIsExact) {
@@ -96,13 +85,16 @@ TEST(Format, SingleCountsSevenDigitsAndCurrencyIsExact) {
 }
 
 TEST(Format, DatesAndTimes) {
-    platform::LocalDateTime t{2026, 7, 1, 9, 5, 3};
-    EXPECT_EQ(FormatDateTime(t, "mm/dd/yyyy"), "07/01/2026");
-    EXPECT_EQ(FormatDateTime(t, "hh:mm:ss"), "09:05:03");
-    EXPECT_EQ(FormatDateTime(t, "m/d/yyyy"), "7/1/2026");
-    EXPECT_EQ(FormatDateTime(t, "yyyy-mm-dd hh:nn"), "2026-07-01 09:05");
-    EXPECT_EQ(FormatDateTime(t, "dd.mm.yy"), "01.07.26");
-    platform::LocalDateTime late{1999, 12, 31, 23, 59, 58};
-    EXPECT_EQ(FormatDateTime(late, "hh:mm:ss"), "23:59:58");
-    EXPECT_EQ(FormatDateTime(late, "MM/DD/YYYY"), "12/31/1999");
+    const platform::LocalDateTime t{2026, 7, 1, 9, 5, 3};
+    const std::pair<const char*, const char*> cases[] = {{"mm/dd/yyyy", "07/01/2026"},
+                                                         {"MM/DD/YYYY", "07/01/2026"},
+                                                         {"hh:mm:ss", "09:05:03"},
+                                                         {"m/d/yyyy h:m:s", "7/1/2026 9:5:3"},
+                                                         {"yyyy-mm-dd hh:nn", "2026-07-01 09:05"},
+                                                         {"dd.mm.yy n", "01.07.26 5"},
+                                                         {"hh yy mm", "09 26 07"}};
+    for (const auto& [pattern, expected] : cases) {
+        EXPECT_EQ(FormatDateTime(t, pattern), expected) << pattern;
+    }
+    EXPECT_EQ(FormatDateTime({1999, 12, 31, 23, 59, 58}, "hh:mm:ss"), "23:59:58");
 }

@@ -1,0 +1,272 @@
+// The windows as keyboard and screen-reader users meet them: what Enter and
+// Esc do on each page, where Tab goes, and that every control is named,
+// described, marked for translation and whole at the window's least size.
+
+#include "wizard_fixture.h"
+#include "wizards/frm_restore.h"
+#include "wizards/frm_wiz_new.h"
+#include "wizards/frm_wiz_options.h"
+#include "wizards/frm_wiz_upgrade.h"
+#include "wizards/text_viewer.h"
+
+#include <QApplication>
+#include <QGroupBox>
+#include <QLayout>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QScrollArea>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTextEdit>
+#include <QTranslator>
+#include <QTreeWidget>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+using W = wizards::WizardWindow;
+
+enum class Window { Create, Upgrade, Options, Restore, Viewer };
+constexpr int kClosed = -1;
+
+// Gives back every text it is asked for with a mark in front, so that a text
+// shown without the mark never went through tr().
+class MarkingTranslator : public QTranslator {
+public:
+    static constexpr char16_t kMark = u'\u2039';
+    bool isEmpty() const override { return false; }
+    QString translate(const char*, const char* source, const char*, int) const override {
+        return QChar(kMark) + QString::fromUtf8(source);
+    }
+};
+
+class AccessTest : public wizardtest::WizardFixture {
+protected:
+    std::unique_ptr<QWidget> Make(Window which) {
+        switch (which) {
+        case Window::Create:
+            return std::make_unique<wizards::frmWizNew>(context);
+        case Window::Upgrade:
+            return std::make_unique<wizards::frmWizUpgrade>(context);
+        case Window::Options:
+            return std::make_unique<wizards::frmWizOptions>(context);
+        case Window::Restore:
+            return std::make_unique<wizards::frmRestore>(context);
+        case Window::Viewer:
+            break;
+        }
+        auto viewer = std::make_unique<wizards::TextViewer>(OSTRAND_BIN_DIR "/Ketrova.ddf", ui);
+        viewer->setAttribute(Qt::WA_DeleteOnClose, false); // the test owns it
+        return viewer;
+    }
+
+    // The window with the keyboard's focus in it, after `words` ran as their buttons would.
+    std::unique_ptr<QWidget> Open(Window which, const std::vector<QString>& words = {}) {
+        std::unique_ptr<QWidget> w = Make(which);
+        for (const QString& word : words) {
+            static_cast<W*>(w.get())->RunCommand(word);
+        }
+        w->show();
+        w->activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(w.get()));
+        return w;
+    }
+
+    // A key pressed where the focus is, as the user presses it.
+    static void Key(QWidget& w, Qt::Key key) {
+        QWidget* focus = QApplication::focusWidget();
+        QTest::keyClick(focus && w.isAncestorOf(focus) ? focus : &w, key);
+    }
+};
+
+TEST_F(AccessTest, EnterAndEscapeDoWhatThePageAllows) {
+    struct Case {
+        Window window;
+        std::vector<QString> words;
+        Qt::Key key;
+        int shown; // the page afterwards (0 for a window of one), kClosed when it closed
+    };
+    using New = wizards::frmWizNew;
+    const Case cases[] = {
+        {Window::Create, {}, Qt::Key_Escape, kClosed},
+        {Window::Create, {"NEWDBPATH"}, Qt::Key_Escape, New::PageChoice},
+        {Window::Create, {"NEWDBPATH"}, Qt::Key_Enter, New::PageCreate},
+        // No database in the folder: Next is off, and Enter with it.
+        {Window::Create, {"BROWSECONNECT"}, Qt::Key_Return, New::PageConnect},
+        {Window::Create, {"IMPORTPATH"}, Qt::Key_Escape, New::PageChoice},
+        {Window::Upgrade, {"RUNUPGRADE_1", "START_WIZARD"}, Qt::Key_Escape, kClosed},
+        // After a run (one that failed: there is no database) no way leads back.
+        {Window::Upgrade, {"RUNUPGRADE_1", "RUNUPGRADE_2"}, Qt::Key_Escape, kClosed},
+        {Window::Upgrade,
+         {"RUNUPGRADE_1", "RUNUPGRADE_2"},
+         Qt::Key_Return,
+         wizards::frmWizUpgrade::PageRun},
+        {Window::Options, {"DIAGS"}, Qt::Key_Escape, wizards::frmWizOptions::PageChoice},
+        {Window::Options, {"SALVAGE_1"}, Qt::Key_Escape, wizards::frmWizOptions::PageChoice},
+        {Window::Restore, {}, Qt::Key_Escape, kClosed},
+        {Window::Restore, {}, Qt::Key_Return, 0},
+        {Window::Viewer, {}, Qt::Key_Escape, kClosed},
+        {Window::Viewer, {}, Qt::Key_Return, kClosed},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "window " << int(c.window) << " after " << c.words.size()
+                                        << " words, key " << c.key);
+        ui.boxes.clear();
+        const auto w = Open(c.window, c.words);
+        Key(*w, c.key);
+        const auto* wizard = qobject_cast<const W*>(w.get());
+        EXPECT_EQ(!w->isVisible() ? kClosed : wizard ? wizard->VisiblePage() : 0, c.shown);
+        if (c.key == Qt::Key_Return && c.window == Window::Restore) {
+            ASSERT_EQ(ui.boxes.size(), 1u) << "Enter pressed Restore";
+            EXPECT_EQ(ui.boxes[0].title, "Select Archive");
+        } else if (c.key == Qt::Key_Return && c.window == Window::Upgrade) {
+            EXPECT_EQ(wizard->Tag(W::ActionButton), "FAILED") << "Enter led to the outcome";
+        }
+    }
+
+    // A button that has the focus takes Enter itself, as in a dialog.
+    const auto w = Open(Window::Options);
+    static_cast<W*>(w.get())->Button(W::HelpButton)->setFocus();
+    Key(*w, Qt::Key_Return);
+    EXPECT_EQ(ui.opened.size(), 1u);
+    EXPECT_EQ(static_cast<W*>(w.get())->VisiblePage(), wizards::frmWizOptions::PageChoice);
+}
+
+TEST_F(AccessTest, TabFollowsTheLayoutFromThePagesFirstControl) {
+    struct Case {
+        Window window;
+        std::vector<QString> words;
+        std::vector<const char*> order; // from where the focus starts, round to it again
+    };
+    const Case cases[] = {
+        {Window::Create,
+         {"NEWDBPATH"},
+         {"txtNewPath", "cmdChangeNewPath", "cmdAction_0", "cmdAction_2", "cmdAction_3",
+          "cmdAction_1"}},
+        {Window::Create,
+         {"IMPORTPATH"},
+         {"txtImportFile", "cmdChangeImportFile", "txtImportPath", "cmdChangeImportPath",
+          "cmdAction_0", "cmdAction_2", "cmdAction_1"}},
+        // A page without controls of its own starts on the button that leads on.
+        {Window::Upgrade,
+         {"RUNUPGRADE_1"},
+         {"cmdAction_3", "cmdAction_1", "cmdAction_0", "cmdAction_2"}},
+        {Window::Options, {"COPIES"}, {"lstCopies", "cmdAction_0", "cmdAction_2", "cmdAction_1"}},
+        {Window::Restore,
+         {},
+         {"qt_tabwidget_tabbar", "cmdSelBackupDir", "lstArchives", "trvFiles", "cmdAction_0",
+          "cmdAction_1", "cmdAction_2", "cmdAction_3", "cmdAction_4", "cmdAction_6",
+          "cmdAction_5"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "window " << int(c.window) << " first " << c.order[0]);
+        const auto w = Open(c.window, c.words);
+        std::vector<std::string> visited;
+        for (size_t i = 0; i <= c.order.size(); ++i) {
+            visited.push_back(QApplication::focusWidget()
+                                  ? QApplication::focusWidget()->objectName().toStdString()
+                                  : "<none>");
+            Key(*w, Qt::Key_Tab);
+        }
+        std::vector<std::string> expected(c.order.begin(), c.order.end());
+        expected.push_back(c.order[0]);
+        EXPECT_EQ(visited, expected);
+    }
+}
+
+// The nearest ancestor of `w` that is a T, or nullptr.
+template <typename T> const T* Inside(const QWidget* w) {
+    for (const QWidget* p = w->parentWidget(); p; p = p->parentWidget()) {
+        if (const auto* a = qobject_cast<const T*>(p)) {
+            return a;
+        }
+    }
+    return nullptr;
+}
+
+// Controls a user meets, not the inner parts Qt builds them from (a list's
+// header and scroll bars, a tab widget's bar), which take their name from them.
+bool IsControl(const QWidget* w) {
+    const QAbstractScrollArea* area = Inside<QAbstractScrollArea>(w);
+    if ((area && !qobject_cast<const QScrollArea*>(area)) || Inside<QTabBar>(w) ||
+        Inside<QLineEdit>(w)) {
+        return false;
+    }
+    return qobject_cast<const QAbstractButton*>(w) || qobject_cast<const QLabel*>(w) ||
+           qobject_cast<const QLineEdit*>(w) || qobject_cast<const QAbstractItemView*>(w) ||
+           qobject_cast<const QTextEdit*>(w) || qobject_cast<const QProgressBar*>(w) ||
+           qobject_cast<const QTabWidget*>(w) || qobject_cast<const QGroupBox*>(w) ||
+           w->objectName().startsWith("img");
+}
+
+// The texts a control shows of its own (not the data it holds).
+QStringList OwnTexts(const QWidget* w) {
+    QStringList texts;
+    if (const auto* b = qobject_cast<const QAbstractButton*>(w)) {
+        texts << b->text();
+    } else if (const auto* l = qobject_cast<const QLabel*>(w)) {
+        texts << l->text();
+    } else if (const auto* g = qobject_cast<const QGroupBox*>(w)) {
+        texts << g->title();
+    } else if (const auto* t = qobject_cast<const QTabWidget*>(w)) {
+        for (int i = 0; i < t->count(); ++i) {
+            texts << t->tabText(i);
+        }
+    } else if (const auto* tree = qobject_cast<const QTreeWidget*>(w)) {
+        for (int i = 0; i < tree->columnCount(); ++i) {
+            texts << tree->headerItem()->text(i);
+        }
+    }
+    texts.removeAll(QString());
+    return texts;
+}
+
+TEST_F(AccessTest, EveryControlIsNamedDescribedTranslatedAndWholeAtTheLeastSize) {
+    for (Window which :
+         {Window::Create, Window::Upgrade, Window::Options, Window::Restore, Window::Viewer}) {
+        SCOPED_TRACE(testing::Message() << "window " << int(which));
+        MarkingTranslator marking;
+        QCoreApplication::installTranslator(&marking);
+        const auto w = Open(which);
+        QCoreApplication::removeTranslator(&marking);
+        const QString mark(QChar(MarkingTranslator::kMark));
+        EXPECT_TRUE(w->windowTitle().startsWith(mark)) << w->windowTitle().toStdString();
+        w->resize(1, 1); // the layouts hold it at their least size
+        w->layout()->activate();
+
+        int controls = 0;
+        for (const QWidget* c : w->findChildren<QWidget*>()) {
+            if (!IsControl(c)) {
+                continue;
+            }
+            ++controls;
+            SCOPED_TRACE(testing::Message()
+                         << c->metaObject()->className() << " " << c->objectName().toStdString());
+            const auto* label = qobject_cast<const QLabel*>(c);
+            // A text label's name is its text; a name of its own would hide it.
+            if (!label || !label->pixmap().isNull()) {
+                EXPECT_TRUE(c->accessibleName().startsWith(mark)) << "name";
+            }
+            EXPECT_TRUE(c->accessibleDescription().startsWith(mark)) << "description";
+            for (const QString& text : OwnTexts(c)) {
+                EXPECT_TRUE(text.contains(mark)) << text.toStdString();
+            }
+            if (!c->isVisible()) {
+                continue;
+            }
+            const QSize least = c->minimumSizeHint();
+            EXPECT_GE(c->width(), least.width());
+            EXPECT_GE(c->height(),
+                      c->hasHeightForWidth() ? c->heightForWidth(c->width()) : least.height());
+            // Whatever does not scroll lies inside the window.
+            if (!Inside<QScrollArea>(c)) {
+                EXPECT_TRUE(w->rect().contains(QRect(c->mapTo(w.get(), QPoint()), c->size())));
+            }
+        }
+        EXPECT_GE(controls, 5);
+    }
+}
+
+} // namespace
