@@ -15,6 +15,7 @@
 #include "wizards/report_probe.h"
 
 #include <QButtonGroup>
+#include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -25,6 +26,25 @@
 #include <string>
 
 namespace wizards {
+
+namespace {
+
+// The engine lists every broken cell of a damaged page, a screenful for one
+// page; the first few say what is wrong.
+constexpr qsizetype kFindingsShown = 3;
+
+QString FirstFindings(const std::string& findings) {
+    QStringList lines = QString::fromStdString(findings).split('\n', Qt::SkipEmptyParts);
+    const qsizetype more = lines.size() - kFindingsShown;
+    if (more <= 0) {
+        return lines.join('\n');
+    }
+    lines.resize(kFindingsShown);
+    return lines.join('\n') + '\n' +
+           QCoreApplication::translate("wizards::frmWizOptions", "(%1 more lines)").arg(more);
+}
+
+} // namespace
 
 frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     : WizardWindow(context.settings, context.ui, "frmWizOptions", tr("Ketrova Database Wizard"), 5,
@@ -322,7 +342,7 @@ void frmWizOptions::Salvage_1() {
         tr("The engine's check of the database found: %1\n\nSalvage reads every row that can "
            "still be read into a new database, %2; the damaged database stays as it is until you "
            "choose to replace it. Press Start when ready.")
-            .arg(QString::fromStdString(damage_), QString::fromStdString(salvaged_)));
+            .arg(FirstFindings(damage_), QString::fromStdString(salvaged_)));
     salvageRun_.Hide();
     lstSalvaged_->clear();
     lstSalvaged_->hide();
