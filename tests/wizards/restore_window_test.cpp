@@ -98,6 +98,16 @@ TEST_F(RestoreWindowTest, ListsTheSuitesArchivesAndShowsTheirFilesAsATree) {
     EXPECT_EQ(mdb->parent()->text(0), "db");
     EXPECT_EQ(mdb->parent()->parent(), lease->parent()->parent());
     EXPECT_EQ(Tree()->topLevelItemCount(), 1);
+    // A file's details; a folder has none.
+    Tree()->setCurrentItem(lease);
+    r.ShowInfo();
+    Tree()->setCurrentItem(lease->parent());
+    r.ShowInfo();
+    ASSERT_EQ(ui.boxes.size(), 1u);
+    EXPECT_TRUE(ui.boxes[0].text.starts_with(
+        "Selected File Details:\n\nPath : " + (data / "Docs" / "lease.txt").string() +
+        "\nSize  : 150,000 bytes\n"));
+
     // Ticking a folder ticks what lies below it, and only that.
     PressTag("SELECT_TREE");
     EXPECT_EQ(lease->checkState(0), Qt::Checked);
