@@ -23,6 +23,11 @@ struct ImportArgs {
 int RunImport(Context& ctx, const ImportArgs& args) {
     PrepareSettings(ctx);
     startup::RunSettings& s = ctx.settings;
+    // Asked before the import: a database imported but not recorded would
+    // leave the user to find out why afterwards.
+    if (args.registerFolder && !StoreReadable(s)) {
+        return 1;
+    }
     bool ok = false;
     import::ImportOutcome outcome;
     {

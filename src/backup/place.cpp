@@ -6,11 +6,13 @@
 #include "platform/disk.h"
 #include "platform/scratch.h"
 #include "safety/operation_guard.h"
+#include "safety/replacement.h"
 #include "safety/safety_copy.h"
 #include "util/paths.h"
 #include "util/strings.h"
 
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -70,8 +72,7 @@ bool IsDatabaseTarget(std::string_view target) {
 
 bool PlaceRestoredFile(startup::RunSettings& settings, const std::string& archive,
                        const std::string& target, int32_t start, int32_t length,
-                       const platform::Clock& clock, Placed& placed, safety::OperationGuard* guard,
-                       const PlaceFault& fault) {
+                       const platform::Clock& clock, Placed& placed, const PlaceFault& fault) {
     placed = {};
     const auto fails = [&](PlaceStep step) {
         if (!fault || !fault(step)) {
@@ -92,8 +93,17 @@ bool PlaceRestoredFile(startup::RunSettings& settings, const std::string& archiv
     if (replacing && fs::is_directory(fs::symlink_status(target, ec))) {
         return Refuse(placed, "A folder of that name is in the way: " + target);
     }
-    if (replacing && database) {
-        if (std::string holders = safety::DescribeOtherHolders(target); !holders.empty()) {
+    // A database takes its name under the operation lock, so that no other
+    // run of Ostrand works on it meanwhile and an interruption leaves a
+    // marker behind.
+    std::optional<safety::OperationGuard> guard;
+    if (database) {
+        guard.emplace(target, "restore", clock);
+        if (!guard->Begin(placed.error)) {
+            return false;
+        }
+        if (std::string holders = safety::DescribeOtherHolders(target);
+            replacing && !holders.empty()) {
             return Refuse(placed, holders);
         }
     }
@@ -126,47 +136,23 @@ bool PlaceRestoredFile(startup::RunSettings& settings, const std::string& archiv
             return false;
         }
         const bool ok =
-            database ? safety::MakeSafetyCopy(target, "restore", clock, placed.kept, placed.error)
+            database ? safety::KeepBeforeReplacing(*guard, target, "restore", clock, placed.kept,
+                                                   placed.error)
                      : safety::KeepAside(target, "restore", clock, placed.kept, placed.error);
         if (!ok) {
             return false;
         }
         // Told to the user, who may be anywhere by the time they look.
         placed.kept.path = fs::absolute(placed.kept.path).lexically_normal().string();
-        if (guard) {
-            guard->SetSafetyCopy(placed.kept.path);
-        }
     }
+    bool replaced = false;
     if (fails(PlaceStep::Replace) ||
-        !MoveIntoPlace(newFile, target, placed.kept.path, placed.error)) {
+        !(database ? safety::ReplaceDatabase(*guard, newFile, target, {}, replaced, placed.error)
+                   : platform::ReplaceFile(newFile, target, placed.error))) {
         return false;
     }
     scratch.Release();
-    if (guard) {
-        guard->RemoveLeftover(newFile);
-    }
     return true;
-}
-
-bool MoveIntoPlace(const std::string& newFile, const std::string& target,
-                   const std::string& safetyCopy, std::string& error) {
-    const std::string journal = target + "-journal";
-    if (IsDatabaseTarget(target) && LookAtName(journal) == NameState::Taken) {
-        const std::string folder = safety::SafetyFolderFor(target);
-        std::error_code ec;
-        fs::create_directories(folder, ec);
-        // Not "-journal": the engine would take it for the copy's own.
-        const std::string base =
-            (safetyCopy.empty() ? folder + util::FileNamePart(target) : safetyCopy) + ".journal";
-        std::string aside = base;
-        for (int n = 2; n < 100 && LookAtName(aside) != NameState::Free; ++n) {
-            aside = base + "." + std::to_string(n);
-        }
-        if (!platform::ReplaceFile(journal, aside, error)) {
-            return false;
-        }
-    }
-    return platform::ReplaceFile(newFile, target, error);
 }
 
 } // namespace backup

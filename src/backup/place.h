@@ -17,10 +17,6 @@
 #include <string>
 #include <string_view>
 
-namespace safety {
-class OperationGuard;
-}
-
 namespace backup {
 
 // True for the suite's database ("Ketrova.mdb", in any case).
@@ -39,20 +35,11 @@ struct Placed {
 };
 
 // Restores `length` bytes from archive position `start` to `target` (whose
-// folder exists), writing BaR_Restore_File's log block. A database held open
-// by another program is refused, since it would go on writing into the file
-// that is moved away. `guard`, when the caller holds one for the target,
-// learns of the files this makes and of the safety copy.
+// folder exists), writing BaR_Restore_File's log block. A database target is
+// placed under the operation lock, and one held open by another program is
+// refused, since it would go on writing into the file that is moved away.
 bool PlaceRestoredFile(startup::RunSettings& settings, const std::string& archive,
                        const std::string& target, int32_t start, int32_t length,
-                       const platform::Clock& clock, Placed& placed,
-                       safety::OperationGuard* guard = nullptr, const PlaceFault& fault = {});
-
-// Renames `newFile` over `target` (both in one folder). A rollback journal
-// beside a database target is moved into the safety-copy folder first, next
-// to `safetyCopy` when there is one: the engine would otherwise play it back
-// into the new file.
-bool MoveIntoPlace(const std::string& newFile, const std::string& target,
-                   const std::string& safetyCopy, std::string& error);
+                       const platform::Clock& clock, Placed& placed, const PlaceFault& fault = {});
 
 } // namespace backup

@@ -1,7 +1,6 @@
 #include "backup/restore.h"
 
 #include "backup/place.h"
-#include "safety/operation_guard.h"
 #include "safety/safety_copy.h"
 #include "startup/registry.h"
 #include "startup/run_log.h"
@@ -235,18 +234,6 @@ struct Run {
     std::vector<safety::SafetyCopy>& safetyCopies;
 };
 
-// Replaces a database under the operation lock, so that no other run of
-// Ostrand works on it meanwhile and an interruption leaves a marker behind.
-bool PlaceUnderLock(Run& run, const ArchiveEntry& entry, const std::string& target,
-                    Placed& placed) {
-    safety::OperationGuard guard(target, "restore", run.clock);
-    if (!guard.Begin(placed.error)) {
-        return false;
-    }
-    return PlaceRestoredFile(run.settings, run.archive, target, entry.StartPos, entry.FileLength,
-                             run.clock, placed, &guard);
-}
-
 // One ticked entry; true when it was restored (a skipped entry was not).
 bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
     startup::RunSettings& settings = run.settings;
@@ -259,7 +246,6 @@ bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
     }
     std::string target = *named;
     std::string why;
-    bool replacing = false;
     switch (LookAtName(target, &why)) {
     case NameState::Unusable:
         run.ui.DoEvents();
@@ -280,7 +266,6 @@ bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
             }
             break;
         case ExistingFiles::Overwrite:
-            replacing = true;
             break;
         }
     }
@@ -294,11 +279,8 @@ bool RestoreEntry(Run& run, const ArchiveEntry& entry) {
         return Failed(settings, target, ec.message() + ": " + folder.string());
     }
     Placed placed;
-    const bool ok = replacing && IsDatabaseTarget(target)
-                        ? PlaceUnderLock(run, entry, target, placed)
-                        : PlaceRestoredFile(settings, run.archive, target, entry.StartPos,
-                                            entry.FileLength, run.clock, placed);
-    if (!ok) {
+    if (!PlaceRestoredFile(settings, run.archive, target, entry.StartPos, entry.FileLength,
+                           run.clock, placed)) {
         return Failed(settings, target, placed.error);
     }
     startup::Log(settings, "{ } Restore succeeded for : " + target);

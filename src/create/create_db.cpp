@@ -1,11 +1,11 @@
 #include "create/create_db.h"
 
-#include "backup/place.h"
 #include "db/connection.h"
 #include "db/schema.h"
 #include "platform/disk.h"
 #include "platform/scratch.h"
 #include "safety/operation_guard.h"
+#include "safety/replacement.h"
 #include "startup/locator.h"
 #include "util/paths.h"
 
@@ -56,19 +56,13 @@ bool KeepTheOldFile(startup::RunSettings& settings, const std::string& folder,
         startup::Log(settings, "{*} " + error);
         return false;
     }
-    if (!std::filesystem::exists(file)) {
-        return true;
-    }
-    if (error = safety::DescribeOtherHolders(file); !error.empty()) {
+    if (!safety::KeepBeforeReplacing(*guard, file, "create", clock, kept, error)) {
         startup::Log(settings, "{*} " + error);
         return false;
     }
-    if (!safety::MakeSafetyCopy(file, "create", clock, kept, error)) {
-        startup::Log(settings, "{*} No safety copy of " + file + ": " + error);
-        return false;
+    if (!kept.path.empty()) {
+        startup::Log(settings, "{ } " + safety::SafetyCopyLine(kept));
     }
-    startup::Log(settings, "{ } " + safety::SafetyCopyLine(kept));
-    guard->SetSafetyCopy(kept.path);
     return true;
 }
 
@@ -85,8 +79,8 @@ std::string MakeBuildingFolder(startup::RunSettings& settings, const std::string
         return {};
     }
     building += "/";
-    for (const std::string& leftover : {building + "Ketrova.mdb", building + "Ketrova.mdb-journal",
-                                        building + "Version", building}) {
+    for (const std::string& leftover :
+         {building + "Ketrova.mdb", building + "Ketrova.mdb-journal", building}) {
         if (guard && !guard->AddLeftover(leftover)) {
             startup::Log(settings, "{*} The marker beside " + file + " cannot be written.");
             return {};
@@ -95,24 +89,27 @@ std::string MakeBuildingFolder(startup::RunSettings& settings, const std::string
     return building;
 }
 
-// Gives the new database and its version file their names: the database
-// first, so that a crash between the two leaves a new database beside the
-// old version file (an upgrade with nothing to do), never an old database
-// that claims the new version.
+// Gives the new database its name, then the version file its number: a
+// crash between the two leaves a new database beside the old version file
+// (an upgrade with nothing to do), never an old database that claims the new
+// version.
 bool PutInPlace(startup::RunSettings& settings, const std::string& building,
-                const std::string& folder, const std::string& keptCopy) {
+                const std::string& folder, safety::OperationGuard& guard) {
     std::error_code ec;
     std::string error;
+    bool replaced = false;
     if (std::filesystem::is_directory(folder + "Version", ec)) {
-        // Found before the database moves: the rename would fail after it.
+        // Found before the database moves, and said as what it is.
         error = "a folder of that name is in the way";
-    } else if (!backup::MoveIntoPlace(building + "Ketrova.mdb", folder + "Ketrova.mdb", keptCopy,
-                                      error)) {
+    } else if (safety::ReplaceDatabase(
+                   guard, building + "Ketrova.mdb", folder + "Ketrova.mdb",
+                   {safety::VersionChange::Kind::Write, startup::CurrentDBVersion}, replaced,
+                   error)) {
+        return true;
+    } else if (!replaced) {
         startup::Log(settings,
                      "{*} Error putting the new database in place in {" + folder + "}: " + error);
         return false;
-    } else if (platform::ReplaceFile(building + "Version", folder + "Version", error)) {
-        return true;
     }
     startup::Log(settings, "{*} Error writing version file in {" + folder + "}: " + error);
     return false;
@@ -315,13 +312,10 @@ bool CreateNewDB(startup::RunSettings& settings, db::Connection& shared, util::P
             }
         }
         if (ok) {
+            // The version file is written beside its place, then takes it
+            // right after the database has taken its own.
             step.Begin("Writing version file ...", 95, "{-} Writing version file");
-            ok = startup::WriteVersionFile(building);
-            if (!ok) {
-                startup::Log(settings, "{*} Error writing version file in {" + folder + "}");
-            } else {
-                ok = PutInPlace(settings, building, folder, oldFile.path);
-            }
+            ok = guard && PutInPlace(settings, building, folder, *guard);
         }
     } catch (const std::exception& e) {
         db::CloseDB(shared);

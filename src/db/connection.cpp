@@ -135,6 +135,27 @@ std::string ErrorText(const std::exception& e) {
     return std::string("error ") + e.what();
 }
 
+void StatementFinalizer::operator()(sqlite3_stmt* statement) const noexcept {
+    sqlite3_finalize(statement);
+}
+
+StatementPtr TryPrepare(sqlite3* db, const std::string& sql) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(statement);
+        return nullptr;
+    }
+    return StatementPtr(statement);
+}
+
+StatementPtr Prepare(sqlite3* db, const std::string& sql) {
+    StatementPtr statement = TryPrepare(db, sql);
+    if (!statement) {
+        throw Error(sqlite3_errcode(db), std::string(sqlite3_errmsg(db)) + ": " + sql);
+    }
+    return statement;
+}
+
 bool CreateDatabaseFile(const std::string& file, std::string& error) {
     error.clear();
     sqlite3* db = nullptr;

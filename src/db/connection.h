@@ -169,6 +169,20 @@ private:
     std::string file_;
 };
 
+// For code that steps the engine's statements itself, row by row at the
+// speed of the engine (the import's and the salvage's copies): one owner
+// per statement, finalized on every path.
+struct StatementFinalizer {
+    void operator()(sqlite3_stmt* statement) const noexcept;
+};
+using StatementPtr = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+// One statement prepared on `db` as it is (no Jet forms); nullptr when the
+// engine refuses it.
+StatementPtr TryPrepare(sqlite3* db, const std::string& sql);
+// The same, throwing Error with the engine's message and the statement.
+StatementPtr Prepare(sqlite3* db, const std::string& sql);
+
 // Creates a new, empty database file; fails when the file already exists.
 // The only place in the system where a database file comes into being.
 bool CreateDatabaseFile(const std::string& file, std::string& error);

@@ -7,6 +7,7 @@
 #include "platform/environment.h"
 #include "platform/output_capture.h"
 #include "safety/operation_guard.h"
+#include "safety/replacement.h"
 #include "safety/safety_copy.h"
 #include "startup/locator.h"
 #include "upgrade/upgrade_db.h"
@@ -14,10 +15,8 @@
 #include "util/strings.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -35,11 +34,6 @@ class ImportError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using StatementPtr = std::unique_ptr<sqlite3_stmt, Finalize>;
 
 // The library prints its warnings (a page past the end of the file, say),
 // a screenful for one damaged file, to standard error and some stray lines
@@ -122,15 +116,6 @@ std::string CreateTableSql(const std::string& table, const std::vector<JetColumn
     return sql + ")";
 }
 
-StatementPtr Prepare(db::Connection& connection, const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(connection.handle(), sql.c_str(), -1, &statement, nullptr) !=
-        SQLITE_OK) {
-        throw db::Error(sqlite3_errcode(connection.handle()), sqlite3_errmsg(connection.handle()));
-    }
-    return StatementPtr(statement);
-}
-
 void Bind(sqlite3_stmt* statement, int index, const Cell& cell) {
     switch (cell.kind) {
     case Cell::Kind::Null:
@@ -153,38 +138,6 @@ void Bind(sqlite3_stmt* statement, int index, const Cell& cell) {
     }
 }
 
-// A name beside the database for the file being written, taken by no file.
-std::string WorkingName(const std::string& folder) {
-    for (int n = 1;; ++n) {
-        const std::string name =
-            folder + "Ketrova.mdb.import-" + std::to_string(::getpid()) + "-" + std::to_string(n);
-        if (!fs::exists(name) && !fs::exists(name + "-journal")) {
-            return name;
-        }
-    }
-}
-
-// The Version file holding `version`, written beside and renamed into place
-// so that it is never seen half written.
-void WriteVersion(const std::string& folder, int16_t version) {
-    const std::string name = folder + "Version";
-    const std::string temp = WorkingName(folder) + ".version";
-    {
-        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-        out << version << "\r\n";
-        out.close();
-        if (!out) {
-            throw ImportError("The version file cannot be written in " + folder);
-        }
-    }
-    std::error_code ec;
-    fs::rename(temp, name, ec);
-    if (ec) {
-        fs::remove(temp, ec);
-        throw ImportError("The version file cannot be written in " + folder);
-    }
-}
-
 // Rows of one table into the new database, in the order the file keeps them.
 int64_t CopyRows(db::Connection& connection, JetTable& table, const std::string& name,
                  util::UiServices& ui) {
@@ -193,7 +146,7 @@ int64_t CopyRows(db::Connection& connection, JetTable& table, const std::string&
     for (size_t i = 0; i < columns.size(); ++i) {
         sql += i ? ", ?" : "?";
     }
-    StatementPtr insert = Prepare(connection, sql + ")");
+    db::StatementPtr insert = db::Prepare(connection.handle(), sql + ")");
     std::vector<Cell> row;
     int badColumn = -1;
     std::string why;
@@ -244,40 +197,10 @@ void AddTemplateIndexes(startup::RunSettings& settings, db::Connection& connecti
     }
 }
 
-// Keeps the database about to be replaced in the safety-copy folder beside
-// it, after making sure no other program has it open (its later writes
-// would go to the replaced file and be lost).
-void KeepSafetyCopy(const std::string& target, const platform::Clock& clock,
-                    safety::OperationGuard& guard, ImportOutcome& outcome) {
-    const std::string holders = safety::DescribeOtherHolders(target);
-    if (!holders.empty()) {
-        throw ImportError(holders);
-    }
-    std::string error;
-    if (!safety::MakeSafetyCopy(target, "import", clock, outcome.Kept, error)) {
-        throw ImportError("No safety copy of " + target +
-                          " could be made, so it is left as it was: " + error);
-    }
-    if (!guard.SetSafetyCopy(outcome.Kept.path)) {
-        throw ImportError("The marker of this run cannot be written beside " + target);
-    }
-    // The copy was read with any interrupted change played back; a journal
-    // still beside the file belongs to it alone and would be played back
-    // into the new database.
-    std::error_code ec;
-    fs::remove(target + "-journal", ec);
-}
-
 int16_t SourceVersion(const std::string& sourceFolder) {
     startup::RunSettings at;
     at.DBPath = sourceFolder;
     return startup::ReadDBVersion(at);
-}
-
-void Remove(const std::string& file) {
-    std::error_code ec;
-    fs::remove(file, ec);
-    fs::remove(file + "-journal", ec);
 }
 
 } // namespace
@@ -320,13 +243,6 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
             throw ImportError("A database already exists at " + target +
                               "; it is only replaced when asked to");
         }
-        const bool replacing = util::FileExists(target);
-        if (!replacing && util::FileExists(target + "-journal")) {
-            // It would be played back into the new database.
-            throw ImportError("An interrupted change left " + target +
-                              "-journal in the folder without its database; move it away and "
-                              "import again");
-        }
         std::string error;
         if (!guard.Begin(error)) {
             throw ImportError(error);
@@ -345,7 +261,7 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
         Log(settings, "{ } Tables                : " + std::to_string(tables.size()));
         outcome.Version = SourceVersion(sourceFolder);
 
-        working = WorkingName(folder);
+        working = safety::WorkingNameBeside(target, "import");
         if (!guard.AddLeftover(working) || !db::CreateDatabaseFile(working, error)) {
             throw ImportError("The new database cannot be made in " + folder + ": " + error);
         }
@@ -388,23 +304,25 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
             throw ImportError(error);
         }
 
-        if (replacing) {
-            KeepSafetyCopy(target, clock, guard, outcome);
+        if (!safety::KeepBeforeReplacing(guard, target, "import", clock, outcome.Kept, error)) {
+            throw ImportError(error);
         }
 
         progress.SetStatus("Writing version file ...");
         progress.SetValue(90);
         Log(settings, "{-} Writing version file");
         Log(settings, "{ } Version               : " + std::to_string(outcome.Version));
-        // The version goes first: a database that appeared without it would
-        // read as version 0 and be given every data migration again.
-        if (!fs::equivalent(sourceFolder, folder, ec)) {
-            WriteVersion(folder, outcome.Version);
-        }
-        if (replacing && !guard.SetDatabaseTouched(true)) {
-            throw ImportError("The marker of this run cannot be written beside " + target);
-        }
-        if (!platform::ReplaceFile(working, target, error)) {
+        // The Version file beside the source is the new database's own when
+        // it is made in the same folder.
+        const safety::VersionChange version{fs::equivalent(sourceFolder, folder, ec)
+                                                ? safety::VersionChange::Kind::Keep
+                                                : safety::VersionChange::Kind::Write,
+                                            outcome.Version};
+        bool replaced = false;
+        if (!safety::ReplaceDatabase(guard, working, target, version, replaced, error)) {
+            if (replaced) {
+                working.clear();
+            }
             throw ImportError("The new database cannot be put in place at " + target + ": " +
                               error);
         }
@@ -414,10 +332,7 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
         outcome.Error = e.what();
         Log(settings, std::string("{*} ") + e.what());
     }
-    if (!working.empty()) {
-        Remove(working);
-    }
-    guard.End(); // the upgrade takes the database's lock for itself
+    safety::EndRun(guard, working); // the upgrade takes the database's lock for itself
 
     const std::string counts =
         std::to_string(outcome.Tables) + " tables, " + std::to_string(outcome.Rows) + " rows";
@@ -426,6 +341,9 @@ bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util:
         outcome.Status = "Database import failed.";
     } else if (outcome.Version >= startup::CurrentDBVersion) {
         outcome.Status = "Database imported: " + counts + ".";
+    } else if (!request.Upgrade) {
+        outcome.Status = "Database imported: " + counts + "; its version " +
+                         std::to_string(outcome.Version) + " needs an upgrade.";
     } else {
         Log(settings,
             "{-} Upgrading the imported database from version " + std::to_string(outcome.Version));

@@ -17,6 +17,9 @@ struct ImportRequest {
     std::string Source; // the Windows database file
     std::string Folder; // where Ketrova.mdb is made; "" for the folder of Source
     bool Overwrite = false;
+    // False leaves an older database at its version, for the upgrade
+    // wizard to take on with the user watching.
+    bool Upgrade = true;
 };
 
 struct ImportOutcome {
@@ -35,14 +38,13 @@ struct ImportOutcome {
 // under a temporary name beside its place and renamed into place only when
 // every row of every table came over, so a failure or a kill leaves no
 // half-written Ketrova.mdb. The Version file beside the source is carried
-// over (none reads as 0); an older version is then upgraded with
-// upgrade::UpgradeDB, which works on settings.DBPath and DBFile (they are set
-// to the new database). An existing Ketrova.mdb is only replaced with
-// request.Overwrite, and only once a safety copy of it is kept (see
-// outcome.Kept). The folder's database is locked against other
-// operations while the import works. Steps and problems go to the run log;
-// progress is shown per table. True when the database was imported and, if
-// it was older, upgraded.
+// over (none reads as 0); an older version is then upgraded, unless
+// request.Upgrade is false, with upgrade::UpgradeDB, which works on
+// settings.DBPath and DBFile (they are set to the new database). An existing Ketrova.mdb is only
+// replaced with request.Overwrite, and only once a safety copy of it is kept (see outcome.Kept).
+// The folder's database is locked against other operations while the import works. Steps and
+// problems go to the run log; progress is shown per table. True when the database was imported and,
+// if it was older, upgraded.
 bool ImportJet(startup::RunSettings& settings, db::Connection& connection, util::Progress& progress,
                util::UiServices& ui, const platform::Clock& clock, const ImportRequest& request,
                ImportOutcome& outcome);

@@ -157,9 +157,9 @@ bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string
         // The original is not removed: it stays at its path until the
         // compacted copy replaces it, and is kept after that as a safety copy.
         Log(settings, "{-} Removing original database file");
-        Require(safety::KeepDatabaseAside(database, "compact", clock, kept, error, space) &&
-                    guard.SetSafetyCopy(kept.path),
-                error.empty() ? "the marker of this run cannot be written" : error);
+        Require(safety::KeepBeforeReplacing(guard, database, "compact", clock, kept, error, &hold,
+                                            space),
+                error);
 
         Log(settings, "{-} Second pass compacting");
         CheckCopy(compacted, rows);
@@ -184,23 +184,13 @@ bool CompactDB(startup::RunSettings& settings, util::UiServices& ui, std::string
     } catch (...) {
         description = "unknown error";
     }
-    // What the run made for itself goes (a refused run made nothing: a file
-    // by that name is another run's); a name of the database kept aside is
-    // no copy while the database is still that file. While the marker names
-    // the compacted file as the replacement, its absence would tell a
-    // recovery that the database had been replaced.
+    // A name of the database kept aside is no copy while the database is
+    // still that file; what the run made for itself goes with its marker.
     if (guard.Held()) {
-        const bool claimed = guard.marker().replacement == compacted;
-        if (!claimed) {
-            safety::DiscardWorkingFile(compacted);
-        }
         safety::DropCopyStillLinkedTo(kept.path, database);
-        hold.Release();
-        guard.End();
-        if (claimed) {
-            safety::DiscardWorkingFile(compacted);
-        }
     }
+    hold.Release();
+    safety::EndRun(guard, compacted);
     if (!result) {
         Log(settings, "{*} Error " + std::to_string(number) + " " + description);
         message = "The following error has occured:\r\n" + description;

@@ -55,11 +55,22 @@ std::vector<std::string> IntegrityLines(const IntegrityResult& result) {
     std::vector<std::string> lines;
     if (!result.ran) {
         lines.push_back(ProblemLine("Integrity check", "could not be run: " + result.error));
+        lines.push_back(SalvageAdvice());
         return lines;
     }
     AddCheck(lines, "Integrity check", result.problems, " problems found");
     AddCheck(lines, "Foreign key check", result.orphans, " rows refer to missing rows");
+    if (!result.problems.empty()) {
+        lines.push_back(SalvageAdvice());
+    }
     return lines;
+}
+
+std::string SalvageAdvice() {
+    return ProblemLine("Salvage recommended",
+                       "run 'ostrand-cli salvage', or choose \"Salvage a damaged database\" in "
+                       "the maintenance wizard, to read every row that can still be read into a "
+                       "new database; the damaged one is kept");
 }
 
 } // namespace maintenance

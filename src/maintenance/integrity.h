@@ -26,7 +26,12 @@ struct IntegrityResult {
 IntegrityResult CheckIntegrity(db::Connection& connection);
 
 // The report's lines for the result: one labelled line per check, "{*}"
-// where it failed, each finding on a line of its own below it.
+// where it failed, each finding on a line of its own below it, and
+// SalvageAdvice when the file itself is damaged (rows whose parent is
+// missing are the data's own matter, which salvage would copy as they are).
 std::vector<std::string> IntegrityLines(const IntegrityResult& result);
+
+// The line that points the user to salvage: the command and the wizard's choice.
+std::string SalvageAdvice();
 
 } // namespace maintenance

@@ -4,10 +4,10 @@
 #include "db/connection.h"
 #include "platform/disk.h"
 #include "safety/operation_guard.h"
+#include "safety/replacement.h"
 #include "util/paths.h"
 
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -24,6 +24,9 @@ namespace maintenance {
 namespace {
 
 namespace fs = std::filesystem;
+using db::Prepare;
+using db::StatementPtr;
+using db::TryPrepare;
 using startup::Log;
 
 // A reason the salvage stops, worded for the user.
@@ -31,11 +34,6 @@ class SalvageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using StatementPtr = std::unique_ptr<sqlite3_stmt, Finalize>;
 
 // How many single-row probes one table may spend on finding its way past
 // damage: a damaged stretch costs at most about 130 (a widening search over
@@ -45,23 +43,6 @@ constexpr int ProbesPerTable = 20000;
 
 constexpr int64_t FirstRowid = std::numeric_limits<int64_t>::min();
 constexpr int64_t LastRowid = std::numeric_limits<int64_t>::max();
-
-StatementPtr TryPrepare(sqlite3* db, const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-        sqlite3_finalize(statement);
-        return nullptr;
-    }
-    return StatementPtr(statement);
-}
-
-StatementPtr Prepare(sqlite3* db, const std::string& sql) {
-    StatementPtr statement = TryPrepare(db, sql);
-    if (!statement) {
-        throw db::Error(sqlite3_errcode(db), std::string(sqlite3_errmsg(db)) + ": " + sql);
-    }
-    return statement;
-}
 
 void Exec(sqlite3* db, const std::string& sql) {
     char* message = nullptr;
@@ -447,41 +428,6 @@ std::string Method(sqlite3* db) {
            ")";
 }
 
-// Keeps the damaged database in the safety-copy folder beside it before it
-// is replaced, after making sure no other program has it open (its later
-// writes would go to the replaced file and be lost).
-void KeepSafetyCopy(const std::string& damaged, const platform::Clock& clock,
-                    safety::OperationGuard& guard, SalvageOutcome& outcome) {
-    const std::string holders = safety::DescribeOtherHolders(damaged);
-    if (!holders.empty()) {
-        throw SalvageError(holders);
-    }
-    std::string error;
-    if (!safety::MakeSafetyCopy(damaged, "salvage", clock, outcome.Kept, error)) {
-        throw SalvageError("No safety copy of " + damaged +
-                           " could be made, so nothing was done: " + error);
-    }
-    if (!guard.SetSafetyCopy(outcome.Kept.path)) {
-        throw SalvageError("The marker of this run cannot be written beside " + damaged);
-    }
-}
-
-std::string WorkingName(const std::string& destination) {
-    for (int n = 1;; ++n) {
-        const std::string name =
-            destination + ".salvage-" + std::to_string(::getpid()) + "-" + std::to_string(n);
-        if (!fs::exists(name) && !fs::exists(name + "-journal")) {
-            return name;
-        }
-    }
-}
-
-void Remove(const std::string& file) {
-    std::error_code ec;
-    fs::remove(file, ec);
-    fs::remove(file + "-journal", ec);
-}
-
 std::string Counted(int64_t rows) {
     return rows < 0 ? "?" : std::to_string(rows);
 }
@@ -519,10 +465,11 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
         if (!guard.Begin(error)) {
             throw SalvageError(error);
         }
-        if (request.Replace) {
-            KeepSafetyCopy(damaged, clock, guard, outcome);
+        if (request.Replace &&
+            !safety::KeepBeforeReplacing(guard, damaged, "salvage", clock, outcome.Kept, error)) {
+            throw SalvageError(error);
         }
-        working = WorkingName(destination);
+        working = safety::WorkingNameBeside(destination, "salvage");
         if (!guard.AddLeftover(working) || !db::CreateDatabaseFile(working, error)) {
             throw SalvageError("The new database cannot be made: " + error);
         }
@@ -661,20 +608,16 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
         if (!platform::FlushToDisk(working, error)) {
             throw SalvageError(error);
         }
+        bool replaced = false;
         if (request.Replace) {
-            // The safety copy was read with any interrupted change played
-            // back; a journal still beside the file belongs to it alone and
-            // would be played back into the new database.
-            std::error_code ec;
-            fs::remove(damaged + "-journal", ec);
-            if (!guard.SetDatabaseTouched(true)) {
-                throw SalvageError("The marker of this run cannot be written beside " + damaged);
+            if (!safety::ReplaceDatabase(guard, working, damaged, {}, replaced, error)) {
+                throw SalvageError("The salvaged database cannot be put at " + destination + ": " +
+                                   error);
             }
         } else if (fs::exists(destination)) {
             throw SalvageError("A file appeared at " + destination +
                                " meanwhile; it is left alone");
-        }
-        if (!platform::ReplaceFile(working, destination, error)) {
+        } else if (!platform::ReplaceFile(working, destination, error)) {
             throw SalvageError("The salvaged database cannot be put at " + destination + ": " +
                                error);
         }
@@ -684,10 +627,7 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
         outcome.Error = e.what();
         Log(settings, std::string("{*} ") + e.what());
     }
-    if (!working.empty()) {
-        Remove(working);
-    }
-    guard.End();
+    safety::EndRun(guard, working);
     if (ok && !outcome.Kept.path.empty()) {
         Log(settings, "{ } Safety copy           : " + outcome.Kept.path);
         safety::PruneSafetyCopies(damaged);
@@ -704,6 +644,44 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
     progress.SetValue(100);
     ui.SetBusy(false);
     return ok;
+}
+
+std::string FreeSalvageName(const std::string& folder) {
+    const std::string first = util::AddBackslash(folder) + "Ketrova.salvaged";
+    std::string name = first + ".mdb";
+    std::error_code ec;
+    for (int n = 2; fs::exists(fs::symlink_status(name, ec)); ++n) {
+        name = first + "-" + std::to_string(n) + ".mdb";
+    }
+    return name;
+}
+
+bool PutSalvagedInPlace(startup::RunSettings& settings, const std::string& salvaged,
+                        const platform::Clock& clock, safety::SafetyCopy& kept,
+                        std::string& error) {
+    kept = {};
+    const std::string damaged = settings.DBFile;
+    Log(settings, "{-} Putting the salvaged database in place");
+    Log(settings, "{ } Salvaged database     : " + salvaged);
+    Log(settings, "{ } Damaged database      : " + damaged);
+    safety::OperationGuard guard(damaged, "salvage", clock);
+    bool replaced = false;
+    const bool ok = guard.Begin(error) &&
+                    safety::KeepBeforeReplacing(guard, damaged, "salvage", clock, kept, error) &&
+                    safety::InstallCopy(guard, salvaged, damaged, {}, replaced, error);
+    guard.End();
+    if (!ok) {
+        Log(settings, "{*} " + error);
+        return false;
+    }
+    if (!kept.path.empty()) {
+        Log(settings, "{ } Safety copy           : " + kept.path);
+    }
+    std::error_code ec;
+    fs::remove(salvaged, ec); // its rows are the database's now
+    safety::PruneSafetyCopies(damaged);
+    Log(settings, "{-} Salvaged database in place");
+    return true;
 }
 
 } // namespace maintenance

@@ -49,4 +49,18 @@ bool SalvageDB(startup::RunSettings& settings, util::Progress& progress, util::U
                const platform::Clock& clock, const SalvageRequest& request,
                SalvageOutcome& outcome);
 
+// A name in `folder` for a salvaged database that no file has taken:
+// "Ketrova.salvaged.mdb", else "Ketrova.salvaged-2.mdb", and so on.
+std::string FreeSalvageName(const std::string& folder);
+
+// Puts a database that SalvageDB wrote (`salvaged`, beside the damaged one)
+// in the place of settings.DBFile: the damaged database is kept as a safety
+// copy (`kept`), the salvaged one is copied beside it, checked and renamed
+// over it, and once it is in place its own file, now a second copy of the
+// database, goes. Refused, changing nothing, while another run works on the
+// database or another program has it open. Steps go to the run log. False
+// with `error` saying why.
+bool PutSalvagedInPlace(startup::RunSettings& settings, const std::string& salvaged,
+                        const platform::Clock& clock, safety::SafetyCopy& kept, std::string& error);
+
 } // namespace maintenance

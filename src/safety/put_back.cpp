@@ -9,17 +9,6 @@ namespace safety {
 
 namespace {
 
-// What is at the database's path before the copy replaces it, kept under
-// the hold where the engine can read it, else byte for byte.
-bool KeepCurrent(const std::string& dbFile, DatabaseHold& hold, const platform::Clock& clock,
-                 SafetyCopy& kept, std::string& error, const SpaceQuery& space) {
-    std::string unreadable;
-    if (hold.Begin(dbFile, unreadable)) {
-        return KeepDatabaseAside(dbFile, "put-back", clock, kept, error, space);
-    }
-    return MakeSafetyCopy(dbFile, "put-back", clock, kept, error, space);
-}
-
 bool Run(startup::RunSettings& settings, const std::string& name, const platform::Clock& clock,
          SafetyCopy& kept, std::string& error, const SpaceQuery& space) {
     const std::string& dbFile = settings.DBFile;
@@ -41,21 +30,14 @@ bool Run(startup::RunSettings& settings, const std::string& name, const platform
     if (error = startup::NewerDatabaseRefusal(settings); !error.empty()) {
         return false;
     }
-    if (error = DescribeOtherHolders(dbFile); !error.empty()) {
+    // What is there is kept under the hold where the engine can read it,
+    // else byte for byte.
+    DatabaseHold hold;
+    if (!KeepBeforeReplacing(guard, dbFile, "put-back", clock, kept, error, &hold, space)) {
         return false;
     }
-    DatabaseHold hold;
-    if (util::FileExists(dbFile)) {
-        if (!KeepCurrent(dbFile, hold, clock, kept, error, space)) {
-            return false;
-        }
+    if (!kept.path.empty()) {
         startup::Log(settings, "{ } Safety copy: " + kept.path);
-        if (!guard.SetSafetyCopy(kept.path)) {
-            DropCopyStillLinkedTo(kept.path, dbFile);
-            kept = {};
-            error = "The marker of this run cannot be written beside " + dbFile + ".";
-            return false;
-        }
     }
     bool replaced = false;
     if (InstallCopy(guard, copy.path, dbFile, VersionOfCopy(copy), replaced, error, space)) {

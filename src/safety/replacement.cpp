@@ -1,6 +1,7 @@
 #include "safety/replacement.h"
 
 #include "platform/disk.h"
+#include "platform/file_lock.h"
 #include "startup/locator.h"
 #include "util/paths.h"
 
@@ -48,12 +49,72 @@ std::string FolderOf(const std::string& file) {
     return util::ParentFolder(file);
 }
 
+// Whether anything, a dangling link included, has the name.
+bool Taken(const std::string& path) {
+    std::error_code ec;
+    return fs::symlink_status(path, ec).type() != fs::file_type::not_found;
+}
+
+// A rollback journal beside the database belongs to the file about to be
+// replaced, and the engine would play it back into the new one. It is kept
+// in the safety-copy folder, beside the run's copy when there is one: never
+// deleted, as it may hold the only trace of a change cut short.
+bool MoveJournalAside(const std::string& dbFile, const std::string& safetyCopy,
+                      std::string& error) {
+    const std::string journal = dbFile + "-journal";
+    if (!Taken(journal)) {
+        return true;
+    }
+    const std::string folder = SafetyFolderFor(dbFile);
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    // Not "-journal": the engine would take it for the copy's own.
+    const std::string base =
+        (safetyCopy.empty() ? folder + util::FileNamePart(dbFile) : safetyCopy) + ".journal";
+    std::string aside = base;
+    for (int n = 2; n < 100 && Taken(aside); ++n) {
+        aside = base + "." + std::to_string(n);
+    }
+    if (Taken(aside)) {
+        error = "The journal beside " + dbFile + " cannot be kept in " + folder + ".";
+        return false;
+    }
+    return platform::ReplaceFile(journal, aside, error);
+}
+
+std::string MarkerError(const std::string& dbFile) {
+    return "The marker of this run cannot be written beside " + dbFile + ".";
+}
+
 } // namespace
 
 void DiscardWorkingFile(const std::string& path) {
     std::error_code ec;
     fs::remove(path, ec);
     fs::remove(path + "-journal", ec);
+}
+
+void EndRun(OperationGuard& guard, const std::string& working) {
+    const bool ours = guard.Held() && !working.empty();
+    const bool claimed = ours && guard.marker().replacement == working;
+    if (ours && !claimed) {
+        DiscardWorkingFile(working);
+    }
+    guard.End();
+    if (claimed) {
+        DiscardWorkingFile(working);
+    }
+}
+
+std::string WorkingNameBeside(const std::string& file, std::string_view operation) {
+    const std::string stem = file + "." + std::string(operation) + "-" +
+                             std::to_string(platform::CurrentProcessId()) + "-";
+    for (int n = 1;; ++n) {
+        const std::string name = stem + std::to_string(n);
+        if (!Taken(name) && !Taken(name + "-journal")) {
+            return name;
+        }
+    }
 }
 
 bool DatabaseHold::Begin(const std::string& dbFile, std::string& error) {
@@ -163,30 +224,89 @@ std::string CheckIntegrity(const std::string& file, bool thorough) {
     }
 }
 
+bool KeepBeforeReplacing(OperationGuard& guard, const std::string& dbFile,
+                         std::string_view operation, const platform::Clock& clock, SafetyCopy& kept,
+                         std::string& error, DatabaseHold* hold, const SpaceQuery& space) {
+    kept = {};
+    if (error = DescribeOtherHolders(dbFile); !error.empty()) {
+        return false;
+    }
+    if (!util::FileExists(dbFile)) {
+        return true;
+    }
+    std::string unreadable;
+    const bool held = hold && (hold->Held() || hold->Begin(dbFile, unreadable));
+    if (!(held ? KeepDatabaseAside(dbFile, operation, clock, kept, error, space)
+               : MakeSafetyCopy(dbFile, operation, clock, kept, error, space))) {
+        kept = {};
+        error = "No safety copy of " + dbFile + " could be made, so it is left as it was: " + error;
+        return false;
+    }
+    // Told to the user, who may be anywhere by the time they look.
+    std::error_code ec;
+    kept.path = fs::absolute(kept.path, ec).lexically_normal().string();
+    if (!guard.SetSafetyCopy(kept.path)) {
+        DropCopyStillLinkedTo(kept.path, dbFile);
+        if (!util::FileExists(kept.path)) {
+            kept = {};
+        }
+        error = MarkerError(dbFile);
+        return false;
+    }
+    return true;
+}
+
 bool ReplaceDatabase(OperationGuard& guard, const std::string& replacement,
                      const std::string& dbFile, const VersionChange& version, bool& replaced,
                      std::string& error) {
     replaced = false;
-    // A program that has the file open would go on working in the old one
-    // after the rename, and everything it writes from then on would be lost.
     if (const std::string holders = DescribeOtherHolders(dbFile); !holders.empty()) {
         error = holders;
         return false;
     }
-    if (util::FileExists(dbFile + "-journal")) {
-        error = "An unfinished write of another program left its journal beside " + dbFile +
-                "; open the database in Ketrova once, then try again.";
+    const std::string versionFile = FolderOf(dbFile) + "Version";
+    std::error_code ec;
+    if (version.kind != VersionChange::Kind::Keep && fs::is_directory(versionFile, ec)) {
+        error = "A folder is in the way of the version file " + versionFile + ".";
         return false;
     }
-    if (!guard.SetReplacement(replacement, version)) {
-        error = "The marker of this run cannot be written beside " + dbFile + ".";
+    const std::string staged = versionFile + ".replacing";
+    const bool staging = version.kind == VersionChange::Kind::Write;
+    if (staging && !guard.AddLeftover(staged)) {
+        error = MarkerError(dbFile);
         return false;
+    }
+    if (staging && !startup::WriteVersionFileAt(staged, version.number)) {
+        fs::remove(staged, ec);
+        error = "The version file " + versionFile + " cannot be written.";
+        return false;
+    }
+    const auto undo = [&] {
+        if (staging) {
+            fs::remove(staged, ec);
+        }
+        return false;
+    };
+    if (!MoveJournalAside(dbFile, guard.marker().safetyCopy, error)) {
+        return undo();
+    }
+    if (!guard.SetReplacement(replacement, version)) {
+        error = MarkerError(dbFile);
+        return undo();
     }
     if (!platform::ReplaceFile(replacement, dbFile, error)) {
         guard.SetReplacement("", {});
-        return false;
+        return undo();
     }
     replaced = true;
+    if (staging) {
+        if (!platform::ReplaceFile(staged, versionFile, error)) {
+            error = "The version file " + versionFile + " cannot be written: " + error;
+            return false;
+        }
+        guard.RemoveLeftover(staged);
+        return true;
+    }
     return ApplyVersionChange(dbFile, version, error);
 }
 
@@ -226,7 +346,7 @@ bool InstallCopy(OperationGuard& guard, const std::string& copyPath, const std::
         return false;
     }
     if (!guard.AddLeftover(working)) {
-        error = "The marker of this run cannot be written beside " + dbFile + ".";
+        error = MarkerError(dbFile);
         return false;
     }
     DiscardWorkingFile(working); // left by an earlier run that was cut off: ours

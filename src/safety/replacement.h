@@ -55,6 +55,17 @@ private:
 // Never the database: callers pass only names of their own making.
 void DiscardWorkingFile(const std::string& path);
 
+// Ends a run (OperationGuard::End) that wrote `working` for itself, and
+// removes that file unless it became the database. While the marker names it
+// as the replacement it goes only after the marker: until then its absence
+// would tell a recovery that the database had been replaced. A run that was
+// refused made nothing: a file by that name is another run's.
+void EndRun(OperationGuard& guard, const std::string& working);
+
+// A name beside `file` for a file an operation writes for itself
+// ("Ketrova.mdb.import-4242-1"), taken by no file and no journal.
+std::string WorkingNameBeside(const std::string& file, std::string_view operation);
+
 // The rows of every table of a database file.
 bool CountRows(const std::string& file, std::map<std::string, int64_t>& counts, std::string& error);
 
@@ -64,13 +75,37 @@ bool CountRows(const std::string& file, std::map<std::string, int64_t>& counts, 
 // table's rows, and takes a fraction of the time on a large database.
 std::string CheckIntegrity(const std::string& file, bool thorough = true);
 
-// The last steps of a replacement, each of which the marker announces before
-// it is taken: `replacement` (checked, and flushed to the disk) is renamed
-// over `dbFile`, then the version file changes as `version` says. Refused,
-// changing nothing, while another process has the database open or an
-// unfinished write of another program left its journal beside it. False with
-// `error` saying why; `replaced` tells whether the database had been
-// replaced when it failed (only the version file can then be behind).
+// Every operation that replaces the database (creation over it, upgrade,
+// compaction, restore, import, salvage, putting a copy back) takes the same
+// steps, in two calls: KeepBeforeReplacing when it begins to work towards
+// the replacement, ReplaceDatabase once its new file is checked and flushed.
+
+// Refused, changing nothing, while another process has the database open:
+// that program would go on working in the replaced file, and everything it
+// wrote from then on would be lost. Then what is at `dbFile` is kept in the
+// safety-copy folder as `kept` (a full path), and the marker names it. With
+// `hold`, the database is held still (begun here when it is not yet) and
+// kept as a second name of its file, which the hold keeps unchanged until
+// the rename; the caller holds it until then. Without one, or when the
+// engine cannot hold the file (damaged, or no database), it is copied: by
+// the engine, else byte for byte. True with nothing kept when there is no
+// file at the path. False with `error` saying why.
+bool KeepBeforeReplacing(OperationGuard& guard, const std::string& dbFile,
+                         std::string_view operation, const platform::Clock& clock, SafetyCopy& kept,
+                         std::string& error, DatabaseHold* hold = nullptr,
+                         const SpaceQuery& space = platform::QueryVolume);
+
+// The last steps, each of which the marker announces before it is taken:
+// refused, changing nothing, while another process has the database open;
+// the new version file is written beside its place (a full disk stops the
+// run here, before anything changed); a rollback journal beside the database
+// is moved into the safety-copy folder, next to the run's safety copy,
+// since the engine would play it back into the new file; `replacement`
+// (checked, and flushed to the disk) is renamed over `dbFile` (or to it,
+// when there is no database yet); then the version file takes its name, or
+// is removed, as `version` says. False with `error` saying why; `replaced`
+// tells whether the database had been replaced when it failed (only the
+// version file can then be behind).
 bool ReplaceDatabase(OperationGuard& guard, const std::string& replacement,
                      const std::string& dbFile, const VersionChange& version, bool& replaced,
                      std::string& error);

@@ -122,7 +122,10 @@ int16_t ReadVersionFile(const std::string& name) {
 }
 
 bool WriteVersionFile(const std::string& folder, int16_t version) {
-    const std::string name = util::AddBackslash(folder) + "Version";
+    return WriteVersionFileAt(util::AddBackslash(folder) + "Version", version);
+}
+
+bool WriteVersionFileAt(const std::string& name, int16_t version) {
     const std::string temp = name + ".new";
     {
         std::ofstream out(temp, std::ios::binary | std::ios::trunc);

@@ -53,6 +53,9 @@ int16_t ReadVersionFile(const std::string& path);
 // True on success.
 bool WriteVersionFile(const std::string& folder, int16_t version = CurrentDBVersion);
 
+// The same for a version file at `path`, under whatever name it has there.
+bool WriteVersionFileAt(const std::string& path, int16_t version);
+
 // What every operation that would change a newer database's structure says
 // instead, naming both versions.
 std::string NewerDatabaseText(const std::string& dbFile, int16_t version);

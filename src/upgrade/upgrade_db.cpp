@@ -176,11 +176,9 @@ bool DatabaseUpgradeSteps::MakeWorkingCopy() {
     }
     safety::DiscardWorkingFile(working_); // a cut-off run's, recovered without it: ours
     if (!hold_.CopyTo(working_, error) ||
-        !safety::KeepDatabaseAside(dbFile_, "upgrade", clock_, kept_, error, space_)) {
+        !safety::KeepBeforeReplacing(guard_, dbFile_, "upgrade", clock_, kept_, error, &hold_,
+                                     space_)) {
         return Refuse(error);
-    }
-    if (!guard_.SetSafetyCopy(kept_.path)) {
-        return Refuse("The marker of this run cannot be written.");
     }
     return true;
 }
@@ -427,21 +425,12 @@ std::string DatabaseUpgradeSteps::Finish() {
     if (!archive_.empty()) {
         fs::remove(archive_, ec);
     }
-    // While the marker names the working copy as the replacement, its
-    // absence would tell a recovery the database had been replaced.
-    const bool claimed = guard_.marker().replacement == working_;
-    if (!claimed) {
-        safety::DiscardWorkingFile(working_);
-    }
     safety::DropCopyStillLinkedTo(kept_.path, dbFile_);
     if (!kept_.path.empty() && !util::FileExists(kept_.path)) {
         kept_ = {};
     }
     hold_.Release();
-    guard_.End();
-    if (claimed) {
-        safety::DiscardWorkingFile(working_);
-    }
+    safety::EndRun(guard_, working_);
     if (!kept_.path.empty()) {
         startup::Log(settings_, "{ } Safety copy: " + kept_.path);
     }

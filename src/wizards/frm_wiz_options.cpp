@@ -2,15 +2,20 @@
 
 #include "maintenance/compact.h"
 #include "maintenance/diagnostics.h"
+#include "maintenance/salvage.h"
 #include "safety/put_back.h"
+#include "safety/replacement.h"
 #include "safety/safety_copy.h"
 #include "util/format.h"
+#include "util/paths.h"
 #include "wizards/access.h"
+#include "wizards/bar_progress.h"
 #include "wizards/frm_restore.h"
 #include "wizards/pictures.h"
 #include "wizards/report_probe.h"
 
 #include <QButtonGroup>
+#include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -22,8 +27,27 @@
 
 namespace wizards {
 
+namespace {
+
+// The engine lists every broken cell of a damaged page, a screenful for one
+// page; the first few say what is wrong.
+constexpr qsizetype kFindingsShown = 3;
+
+QString FirstFindings(const std::string& findings) {
+    QStringList lines = QString::fromStdString(findings).split('\n', Qt::SkipEmptyParts);
+    const qsizetype more = lines.size() - kFindingsShown;
+    if (more <= 0) {
+        return lines.join('\n');
+    }
+    lines.resize(kFindingsShown);
+    return lines.join('\n') + '\n' +
+           QCoreApplication::translate("wizards::frmWizOptions", "(%1 more lines)").arg(more);
+}
+
+} // namespace
+
 frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
-    : WizardWindow(context.settings, context.ui, "frmWizOptions", tr("Ketrova Database Wizard"), 4,
+    : WizardWindow(context.settings, context.ui, "frmWizOptions", tr("Ketrova Database Wizard"), 5,
                    "options", parent),
       context_(context) {
     SetPageHeading(PageChoice, tr("Database maintenance"));
@@ -34,14 +58,16 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     PageLayout(PageChoice)->addSpacing(6);
     const char* const options[] = {
         QT_TR_NOOP("Compress the Database"), QT_TR_NOOP("Run Database Diagnostics"),
-        QT_TR_NOOP("Restore the Database"), QT_TR_NOOP("Put back a safety copy")};
+        QT_TR_NOOP("Restore the Database"), QT_TR_NOOP("Put back a safety copy"),
+        QT_TR_NOOP("Salvage a damaged database")};
     const char* const effects[] = {
         QT_TR_NOOP("Makes the database file smaller and faster; a safety copy is kept"),
         QT_TR_NOOP("Checks the database and writes a report to read or send to support"),
         QT_TR_NOOP("Opens the restore window, to bring back files from a backup archive"),
-        QT_TR_NOOP("Puts back the database as it was before an earlier operation")};
+        QT_TR_NOOP("Puts back the database as it was before an earlier operation"),
+        QT_TR_NOOP("Reads every row that can still be read into a new database")};
     auto* group = new QButtonGroup(this);
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 5; ++i) {
         optOptions_[i] = new QRadioButton(tr(options[i]), Page(PageChoice));
         optOptions_[i]->setObjectName(QString("optOptions_%1").arg(i));
         Describe(optOptions_[i], {}, tr(effects[i]));
@@ -50,6 +76,21 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     }
     optOptions_[0]->setChecked(true);
     connect(group, &QButtonGroup::idClicked, this, [this](int id) { OptionChosen(id); });
+    // Salvage is offered only for a database the engine finds damaged.
+    if (util::FileExists(settings_.DBFile)) {
+        ui_.SetBusy(true);
+        damage_ = safety::CheckIntegrity(settings_.DBFile, false);
+        ui_.SetBusy(false);
+    }
+    optOptions_[4]->setVisible(!damage_.empty());
+    if (!damage_.empty()) {
+        PageLayout(PageChoice)->addSpacing(8);
+        AddText(PageChoice,
+                tr("The database fails the engine's check. Salvage reads every row that can "
+                   "still be read into a new database, and can then put it in the damaged one's "
+                   "place."),
+                "lblDamaged");
+    }
     PageLayout(PageChoice)->addStretch(1);
 
     SetPageHeading(PageCompress, tr("Compress the database"));
@@ -106,6 +147,22 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
         }
     });
 
+    SetPageHeading(PageSalvage, tr("Salvage a damaged database"));
+    lblSalvageIntro_ = AddText(PageSalvage, {}, "lblSalvageIntro",
+                               tr("What the check found and where the salvage writes"));
+    salvageRun_ = AddRunWidgets(PageSalvage, tr("Salvaging the database ..."));
+    lstSalvaged_ = new QTreeWidget(Page(PageSalvage));
+    lstSalvaged_->setObjectName("lstSalvaged");
+    Describe(lstSalvaged_, tr("Rows per table"),
+             tr("For each table, the rows the damaged database could count and the rows read "
+                "back"));
+    lstSalvaged_->setHeaderLabels({tr("Table"), tr("Rows before"), tr("Rows salvaged")});
+    lstSalvaged_->setRootIsDecorated(false);
+    lstSalvaged_->setSelectionMode(QAbstractItemView::NoSelection);
+    PageLayout(PageSalvage)->addWidget(lstSalvaged_, 1);
+    lblSalvageResult_ = AddText(PageSalvage, {}, "lblSalvageResult",
+                                tr("How many rows came back, and where they are"));
+
     Register("START_OPTIONS", [this] { Start_Options(); });
     Register("COMPRESS_1", [this] { Compress_1(); });
     Register("COMPRESS_2", [this] { Compress_2(); });
@@ -117,6 +174,16 @@ frmWizOptions::frmWizOptions(const WizardContext& context, QWidget* parent)
     Register("START_RESTORE", [this] { StartRestore(); });
     Register("COPIES", [this] { Copies_1(); });
     Register("COPIES_2", [this] { Copies_2(); });
+    Register("SALVAGE_1", [this] { Salvage_1(); });
+    Register("SALVAGE_2", [this] { Salvage_2(); });
+    Register("SALVAGE_3", [this] { Salvage_3(); });
+    Register("SALVAGE_4", [this] { Salvage_4(); });
+    Register("SALVAGE_FAILURE", [this] {
+        lblFinish_->setText(FailurePageText(tr("Database salvage failure."), settings_, ""));
+        ResetAll(false, true, true, FaceSuccess);
+        SetPageHeading(PageFinish, tr("Salvage failed"));
+        ShowPage(PageFinish);
+    });
     Register("EXIT", [this] { close(); });
     Register("CANCEL", [this] { close(); });
 
@@ -133,6 +200,8 @@ void frmWizOptions::Start_Options() {
         SetTag(ActionButton, "RESTORE");
     } else if (optOptions_[3]->isChecked()) {
         SetTag(ActionButton, "COPIES");
+    } else if (optOptions_[4]->isChecked()) {
+        SetTag(ActionButton, "SALVAGE_1");
     } else {
         SetTag(ActionButton, "DIAGS");
     }
@@ -140,8 +209,8 @@ void frmWizOptions::Start_Options() {
 }
 
 void frmWizOptions::OptionChosen(int index) {
-    const char* const words[] = {"COMPRESS_1", "DIAGS", "RESTORE", "COPIES"};
-    if (index >= 0 && index < 4) {
+    const char* const words[] = {"COMPRESS_1", "DIAGS", "RESTORE", "COPIES", "SALVAGE_1"};
+    if (index >= 0 && index < 5) {
         SetTag(ActionButton, words[index]);
     }
 }
@@ -254,19 +323,100 @@ void frmWizOptions::Copies_2() {
     const std::string name = selected.front()->data(0, Qt::UserRole).toString().toStdString();
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageCopies);
-    bool ok = false;
     safety::SafetyCopy kept;
-    RunLocked([&] {
-        RunLogScope log(settings_);
-        std::string error;
-        ok = safety::PutBackSafetyCopy(settings_, name, context_.clock, kept, error);
-    });
+    std::string error;
+    const bool ok = RunLogged(
+        [&] { return safety::PutBackSafetyCopy(settings_, name, context_.clock, kept, error); });
     const QString first = tr("The safety copy %1 was put back.").arg(QString::fromStdString(name));
     lblFinish_->setText(
         ok ? SuccessPageText(first, kept.path)
            : FailurePageText(tr("The safety copy could not be put back."), settings_, kept.path));
     ResetAll(false, true, true, FaceSuccess);
     SetPageHeading(PageFinish, ok ? tr("Safety copy put back") : tr("Putting back failed"));
+    ShowPage(PageFinish);
+}
+
+void frmWizOptions::Salvage_1() {
+    salvaged_ = maintenance::FreeSalvageName(settings_.DBPath);
+    lblSalvageIntro_->setText(
+        tr("The engine's check of the database found: %1\n\nSalvage reads every row that can "
+           "still be read into a new database, %2; the damaged database stays as it is until you "
+           "choose to replace it. Press Start when ready.")
+            .arg(FirstFindings(damage_), QString::fromStdString(salvaged_)));
+    salvageRun_.Hide();
+    lstSalvaged_->clear();
+    lstSalvaged_->hide();
+    lblSalvageResult_->clear();
+    ResetAll(true, true, true, FaceStart);
+    SetTag(BackButton, "START_OPTIONS");
+    SetTag(ActionButton, "SALVAGE_2");
+    ShowPage(PageSalvage);
+}
+
+void frmWizOptions::Salvage_2() {
+    ResetAll(false, false, false, FaceNext);
+    ShowPage(PageSalvage);
+    salvageRun_.ShowEmpty();
+    maintenance::SalvageOutcome outcome;
+    const bool ok = RunLogged([&] {
+        BarProgress progress(salvageRun_.bar, salvageRun_.status);
+        return maintenance::SalvageDB(settings_, progress, ui_, context_.clock, {salvaged_, false},
+                                      outcome);
+    });
+    int64_t rows = 0;
+    for (const maintenance::SalvagedTable& t : outcome.Tables) {
+        auto* item = new QTreeWidgetItem(lstSalvaged_,
+                                         {QString::fromStdString(t.Name),
+                                          t.Before < 0 ? QString("?") : QString::number(t.Before),
+                                          QString::number(t.After)});
+        item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
+        rows += t.After;
+    }
+    for (int column = 0; column < lstSalvaged_->columnCount(); ++column) {
+        lstSalvaged_->resizeColumnToContents(column);
+    }
+    lstSalvaged_->show();
+    if (ok) {
+        lblSalvageResult_->setText(
+            tr("%1 rows of %2 tables were read into %3. Press Next to choose whether it replaces "
+               "the damaged database.")
+                .arg(rows)
+                .arg(outcome.Tables.size())
+                .arg(QString::fromStdString(salvaged_)));
+    }
+    ResetAll(false, true, true, FaceNext);
+    SetTag(ActionButton, ok ? "SALVAGE_3" : "SALVAGE_FAILURE");
+    ShowPage(PageSalvage);
+}
+
+void frmWizOptions::Salvage_3() {
+    lblFinish_->setText(
+        tr("The salvaged database is ready at %1.\n\nPress Start to put it in the place of the "
+           "damaged database. The damaged database is kept in the SafetyCopies folder beside "
+           "it.\n\nPress Cancel to leave both as they are.")
+            .arg(QString::fromStdString(salvaged_)));
+    ResetAll(false, true, true, FaceStart);
+    SetTag(ActionButton, "SALVAGE_4");
+    SetPageHeading(PageFinish, tr("Put the salvaged database in place"));
+    ShowPage(PageFinish);
+}
+
+void frmWizOptions::Salvage_4() {
+    ResetAll(false, false, false, FaceNext);
+    ShowPage(PageFinish);
+    safety::SafetyCopy kept;
+    std::string error;
+    const bool ok = RunLogged([&] {
+        return maintenance::PutSalvagedInPlace(settings_, salvaged_, context_.clock, kept, error);
+    });
+    lblFinish_->setText(
+        ok ? SuccessPageText(tr("The salvaged database is now in place."), kept.path)
+           : FailurePageText(tr("The salvaged database could not be put in place."), settings_,
+                             kept.path));
+    ResetAll(false, true, true, FaceSuccess);
+    SetPageHeading(PageFinish,
+                   ok ? tr("Salvaged database in place") : tr("Putting it in place failed"));
     ShowPage(PageFinish);
 }
 

@@ -30,10 +30,7 @@ frmWizUpgrade::frmWizUpgrade(const WizardContext& context, QWidget* parent)
     PageLayout(PageReady)->addStretch(1);
 
     SetPageHeading(PageRun, tr("Upgrading the database"));
-    const RunWidgets run = AddRunWidgets(PageRun, tr("Upgrade progress:"));
-    lblDBCreate_ = run.caption;
-    pgbMakeDB_ = run.bar;
-    lblCreateStatus_ = run.status;
+    run_ = AddRunWidgets(PageRun, tr("Upgrade progress:"));
     PageLayout(PageRun)->addSpacing(8);
     lblFinish_ = AddText(PageRun, {}, "lblFinish", tr("How the upgrade ended"));
     PageLayout(PageRun)->addStretch(1);
@@ -63,8 +60,8 @@ void frmWizUpgrade::Start_Wizard() {
 }
 
 void frmWizUpgrade::RUNUPGRADE_1() {
-    lblDBCreate_->hide();
-    lblCreateStatus_->hide();
+    run_.caption->hide();
+    run_.status->hide();
     ResetAll(true, true, true, FaceStart);
     SetTag(BackButton, "START_WIZARD");
     SetTag(ActionButton, "RUNUPGRADE_2");
@@ -72,25 +69,15 @@ void frmWizUpgrade::RUNUPGRADE_1() {
 }
 
 void frmWizUpgrade::RUNUPGRADE_2() {
-    lblDBCreate_->show();
-    lblCreateStatus_->clear();
-    lblCreateStatus_->show();
+    run_.ShowEmpty();
     lblFinish_->clear();
-    pgbMakeDB_->setValue(0);
-    pgbMakeDB_->show();
     ResetAll(false, false, false, FaceNext);
     ShowPage(PageRun);
-    bool upgraded = false;
     upgrade::UpgradeReport report;
-    RunLocked([&] {
-        RunLogScope log(settings_);
-        BarProgress progress(pgbMakeDB_, lblCreateStatus_);
-        try {
-            upgraded = upgrade::UpgradeDB(settings_, context_.connection, progress, ui_,
-                                          context_.clock, &report);
-        } catch (...) {
-            upgraded = false; // the outcome page and the log carry the failure
-        }
+    const bool upgraded = RunLogged([&] {
+        BarProgress progress(run_.bar, run_.status);
+        return upgrade::UpgradeDB(settings_, context_.connection, progress, ui_, context_.clock,
+                                  &report);
     });
     failedStatements_ = report.FailedStatements;
     safetyCopy_ = report.SafetyCopy;

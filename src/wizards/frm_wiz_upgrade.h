@@ -8,7 +8,6 @@
 #include <string>
 
 class QLabel;
-class QProgressBar;
 
 namespace wizards {
 
@@ -27,9 +26,7 @@ public:
 
 private:
     WizardContext context_;
-    QLabel* lblDBCreate_ = nullptr;
-    QProgressBar* pgbMakeDB_ = nullptr;
-    QLabel* lblCreateStatus_ = nullptr;
+    RunWidgets run_; // lblDBCreate, pgbMakeDB, lblCreateStatus
     QLabel* lblFinish_ = nullptr;
     int failedStatements_ = 0; // of the last run
     std::string safetyCopy_;   // where the last run kept the database as it was

@@ -11,6 +11,18 @@
 
 namespace wizards {
 
+namespace {
+
+// What a file dialog answered: nothing when the user cancelled it.
+std::optional<std::string> Chosen(const QString& name) {
+    if (name.isEmpty()) {
+        return std::nullopt;
+    }
+    return name.toStdString();
+}
+
+} // namespace
+
 void WizardUi::DoEvents() {
     QCoreApplication::processEvents(QEventLoop::AllEvents);
 }
@@ -87,23 +99,23 @@ util::Answer WizardUi::MessageBox(const std::string& text, util::Buttons buttons
 
 std::optional<std::string> WizardUi::BrowseFolder(QWidget* parent, const std::string& title,
                                                   const std::string& start) {
-    const QString folder =
-        QFileDialog::getExistingDirectory(parent, QString::fromStdString(title),
-                                          QString::fromStdString(start), QFileDialog::ShowDirsOnly);
-    if (folder.isEmpty()) {
-        return std::nullopt;
-    }
-    return folder.toStdString();
+    return Chosen(QFileDialog::getExistingDirectory(parent, QString::fromStdString(title),
+                                                    QString::fromStdString(start),
+                                                    QFileDialog::ShowDirsOnly));
+}
+
+std::optional<std::string> WizardUi::ChooseOpenFile(QWidget* parent, const std::string& title,
+                                                    const std::string& start,
+                                                    const std::string& filter) {
+    return Chosen(QFileDialog::getOpenFileName(parent, QString::fromStdString(title),
+                                               QString::fromStdString(start),
+                                               QString::fromStdString(filter)));
 }
 
 std::optional<std::string> WizardUi::ChooseSaveFile(QWidget* parent, const std::string& title,
                                                     const std::string& start) {
-    const QString file = QFileDialog::getSaveFileName(parent, QString::fromStdString(title),
-                                                      QString::fromStdString(start));
-    if (file.isEmpty()) {
-        return std::nullopt;
-    }
-    return file.toStdString();
+    return Chosen(QFileDialog::getSaveFileName(parent, QString::fromStdString(title),
+                                               QString::fromStdString(start)));
 }
 
 WizardUi::~WizardUi() {

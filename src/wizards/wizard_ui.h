@@ -32,6 +32,11 @@ public:
     // A folder chosen by the user, starting at `start`; nullopt when cancelled.
     virtual std::optional<std::string> BrowseFolder(QWidget* parent, const std::string& title,
                                                     const std::string& start);
+    // An existing file chosen to open, starting at `start`, offered by the
+    // Qt name filter `filter`; nullopt when cancelled.
+    virtual std::optional<std::string> ChooseOpenFile(QWidget* parent, const std::string& title,
+                                                      const std::string& start,
+                                                      const std::string& filter);
     // A file name chosen to save under, starting at `start`; nullopt when cancelled.
     virtual std::optional<std::string> ChooseSaveFile(QWidget* parent, const std::string& title,
                                                       const std::string& start);

@@ -366,6 +366,19 @@ void WizardWindow::RunLocked(const std::function<void()>& work) {
     work();
 }
 
+bool WizardWindow::RunLogged(const std::function<bool()>& operation) {
+    bool ok = false;
+    RunLocked([&] {
+        RunLogScope log(settings_);
+        try {
+            ok = operation();
+        } catch (...) {
+            ok = false;
+        }
+    });
+    return ok;
+}
+
 void WizardWindow::SetPageHeading(int index, const QString& heading) {
     if (QFrame* page = Page(index)) {
         page->setProperty(kHeadingProperty, heading);
@@ -425,6 +438,20 @@ WizardWindow::RunWidgets WizardWindow::AddRunWidgets(int index, const QString& c
     PageLayout(index)->addWidget(w.bar);
     w.status = AddText(index, {}, "lblCreateStatus", tr("The step the work is at"));
     return w;
+}
+
+void WizardWindow::RunWidgets::Hide() const {
+    caption->hide();
+    bar->hide();
+    status->hide();
+}
+
+void WizardWindow::RunWidgets::ShowEmpty() const {
+    caption->show();
+    bar->setValue(0);
+    bar->show();
+    status->clear();
+    status->show();
 }
 
 void WizardWindow::OpenHelp() {

@@ -126,6 +126,10 @@ protected:
     // nothing can be pressed twice while the work lets events through. Cancel
     // is given back afterwards; the page's reset decides the rest.
     void RunLocked(const std::function<void()>& work);
+    // RunLocked with the run log open around it (RunLogScope). Whatever
+    // escapes `operation` counts as its failure: the user must land on the
+    // failure page, which with the log carries the cause.
+    bool RunLogged(const std::function<bool()>& operation);
 
     // Page building: the page's heading and its column of widgets.
     void SetPageHeading(int index, const QString& heading);
@@ -143,6 +147,10 @@ protected:
         QLabel* caption = nullptr;
         QProgressBar* bar = nullptr;
         QLabel* status = nullptr;
+        // Out of sight until the run starts.
+        void Hide() const;
+        // In sight as the run starts: at 0, without a status.
+        void ShowEmpty() const;
     };
     RunWidgets AddRunWidgets(int index, const QString& caption);
 

@@ -206,7 +206,7 @@ TEST(PlaceRestoredFile, AFailureAtAnyStepOrAnUnsafeMomentLeavesTheOldFileAsItWas
     Placed placed;
     auto place = [&](size_t i, const PlaceFault& fault) {
         return PlaceRestoredFile(run.settings, arc, targets[i], entries[i].StartPos,
-                                 entries[i].FileLength, run.clock, placed, nullptr, fault);
+                                 entries[i].FileLength, run.clock, placed, fault);
     };
     for (PlaceStep step : {PlaceStep::Write, PlaceStep::Flush, PlaceStep::Check, PlaceStep::Keep,
                            PlaceStep::Replace}) {

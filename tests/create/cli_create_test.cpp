@@ -83,7 +83,8 @@ TEST(CreateCommand, OnlyWhatSucceededIsRecordedAndNoDatabaseIsWipedUnasked) {
     WriteFile(cli.dir / "registry.reg", damaged);
     for (const std::string& args :
          {"create '" + cli.dir.str() + "fresh'", "connect" + data, std::string("locate"),
-          std::string("mode"), std::string("archive restore x.kbx --link")}) {
+          std::string("mode"), std::string("archive restore x.kbx --link"),
+          "import-jet nowhere.mdb" + data + " --overwrite --register"}) {
         SCOPED_TRACE(args);
         r = cli.Run(args);
         EXPECT_EQ(r.exitCode, 1);

@@ -3,6 +3,8 @@
 #include "maintenance/diagnostics.h"
 #include "startup/registry.h"
 
+#include <sqlite3.h>
+
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -15,37 +17,7 @@ using testsupport::WriteFile;
 
 class FakeProbe : public maintenance::DiagnosticsProbe {
 public:
-    FakeProbe() {
-        volume.ok = true;
-        volume.freeBytes = 123456789012ull;
-        volume.mountPoint = "/srv/";
-        info.VersionName = "Unable To Get System Informations";
-        info.PlatformId = -1;
-        info.PlatformType = "Unknown Platform Type";
-        info.MajorVersion = 6;
-        info.MinorVersion = 1;
-        info.BuildNumber = 76;
-        info.ServicePack = "n";
-        info.ExtendedInfo = "Debian GNU/Linux 12 (bookworm)";
-        info.LanguageEnglish = "English";
-        info.LanguageNative = "English";
-        info.ProductFamily = "Unknown Product Family";
-        info.ShortDateFormat = "MM/dd/yy";
-        info.ScreenWidth = 1280;
-        info.ScreenHeight = 1024;
-        facts = {"0.1",
-                 "Debian GNU/Linux 12 (bookworm)",
-                 "Linux 6.1.0-18-amd64 (x86_64)",
-                 "XFCE (x11)",
-                 "6.4.2",
-                 "3.40.1",
-                 "",
-                 {true, 5000000000ull, 0, "/srv/", "nfs4", true}};
-    }
-    platform::VolumeSpace FreeSpace(const std::string& folder) override {
-        asked.push_back(folder);
-        return volume;
-    }
+    platform::VolumeSpace FreeSpace(const std::string&) override { return volume; }
     maintenance::SystemInfo System(const platform::RegistryStore&) override { return info; }
     maintenance::LinuxFacts Linux(const std::string& databaseFolder) override {
         maintenance::LinuxFacts answer = facts;
@@ -54,24 +26,27 @@ public:
     }
     std::vector<platform::TopWindow> Windows() override { return windows; }
     std::optional<platform::FileFacts> FindFile(const std::string& path) override {
-        auto it = files.find(path);
-        if (it == files.end()) {
-            return std::nullopt;
-        }
-        return it->second;
+        const auto it = files.find(path);
+        return it == files.end() ? std::nullopt : std::optional(it->second);
     }
     std::string SpecialFolder(int) override { return ""; }
     void OpenReport(const std::string& path) override { opened.push_back(path); }
 
-    platform::VolumeSpace volume;
-    maintenance::SystemInfo info;
-    maintenance::LinuxFacts facts;
+    platform::VolumeSpace volume{true, 123456789012ull, 0, "/srv/", "", false};
+    // clang-format off
+    maintenance::SystemInfo info{"Unable To Get System Informations", -1, "Unknown Platform Type",
+        6, 1, 76, "n", "Debian GNU/Linux 12 (bookworm)", "English", "English",
+        "Unknown Product Family", "", "MM/dd/yy", 1280, 1024};
+    maintenance::LinuxFacts facts{"0.1", "Debian GNU/Linux 12 (bookworm)",
+        "Linux 6.1.0-18-amd64 (x86_64)", "XFCE (x11)", "6.4.2", "3.40.1", "",
+        {true, 5000000000ull, 0, "/srv/", "nfs4", true}};
+    // clang-format on
     std::vector<platform::TopWindow> windows;
     std::map<std::string, platform::FileFacts> files;
-    std::vector<std::string> asked;
     std::vector<std::string> opened;
 };
 
+// Answers the low-disk question with `answer`, and notes each box and the busy pointer.
 class ScriptedUi : public util::UiServices {
 public:
     util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
@@ -115,35 +90,9 @@ protected:
         WriteFile(dbFolder + "Version", version);
         db::Connection c;
         c.Open(dbFile);
-        for (const char* sql : {
-                 "CREATE TABLE Building (IdBuilding INTEGER, Name VARCHAR(50))",
-                 "CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))",
-                 "CREATE TABLE Lease (IdLease INTEGER, IdTenant INTEGER, Rent CURRENCY)",
-                 "CREATE TABLE Mortgage (IdMortgage INTEGER, Lender VARCHAR(50))",
-                 "CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER, Paid CURRENCY, "
-                 "Memo VARCHAR(50))",
-                 "CREATE TABLE MortgageLog (IdMortgageLog INTEGER, IdMortgage INTEGER, "
-                 "Paid CURRENCY)",
-                 "CREATE TABLE FileObject (IdFileObject INTEGER, dbType INTEGER, IdOwner INTEGER)",
-                 "CREATE TABLE Configuration (CompanyName VARCHAR(50), NextId INTEGER, "
-                 "EnableAdvanced BOOLEAN NOT NULL DEFAULT 0, ShowAllAccounts BOOLEAN NOT NULL "
-                 "DEFAULT 0, KeepAlerts INTEGER, ReceiptTemplate VARCHAR(255), "
-                 "RptIncludeGraphic BOOLEAN NOT NULL DEFAULT 0, RptGraphicPath VARCHAR(255), "
-                 "LastExport DATETIME)",
-                 "INSERT INTO Building VALUES (1, 'Elm Court')",
-                 "INSERT INTO Tenant VALUES (7, 'Ada')",
-                 "INSERT INTO Lease VALUES (1, 7, 650), (2, 7, 700)",
-                 "INSERT INTO Mortgage VALUES (3, 'First Bank')",
-                 "INSERT INTO RentLog VALUES (1, 1, 650, 'Jan'), (2, 2, 700, NULL), "
-                 "(3, 9, 650, 'stray'), (4, 1, NULL, 'Feb')",
-                 "INSERT INTO MortgageLog VALUES (1, 3, 400)",
-                 "INSERT INTO FileObject VALUES (1, 28, 1), (2, 4, 1), (3, 5, 8)",
-                 "INSERT INTO Configuration VALUES ('Harbour Lets', 5012, 1, 0, 30, "
-                 "'receipt.rtf', 0, NULL, NULL)",
-                 "INSERT INTO Configuration VALUES ('Second', 1, 0, 0, 0, '', 0, '', NULL)",
-             }) {
-            c.Execute(sql);
-        }
+        const std::string script = ReadFile(std::string(OSTRAND_SOURCE_DIR) +
+                                            "/tests/maintenance/data/report_database.sql");
+        ASSERT_EQ(sqlite3_exec(c.handle(), script.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
     }
 
     // BaR.cfg as the backup program writes it: the folder in 255 bytes, the
@@ -206,7 +155,7 @@ TEST_F(DiagnosticsTest, GoldenReport) {
     const std::string golden = ReadFile(std::string(OSTRAND_SOURCE_DIR) +
                                         "/tests/maintenance/data/diagnostics_report.golden");
     ASSERT_FALSE(golden.empty());
-    std::vector<std::string> expected = mainttest::SplitLines(golden);
+    const std::vector<std::string> expected = mainttest::SplitLines(golden);
     std::vector<std::string> actual = Report();
     const std::string root = dir.path().string();
     for (std::string& line : actual) {
@@ -219,15 +168,16 @@ TEST_F(DiagnosticsTest, GoldenReport) {
         }
     }
     for (size_t i = 0; i < std::max(expected.size(), actual.size()); ++i) {
-        ASSERT_LT(i, actual.size()) << "report ends early; expected: " << expected[i];
-        ASSERT_LT(i, expected.size()) << "report goes on: " << actual[i];
-        EXPECT_EQ(actual[i], expected[i]) << "line " << i + 1;
+        EXPECT_EQ(i < actual.size() ? actual[i] : "<end>",
+                  i < expected.size() ? expected[i] : "<end>")
+            << "line " << i + 1;
     }
 
     // The repairs were made and the five keys are gone.
     db::Connection c;
     c.Open(dbFile);
-    EXPECT_EQ(c.Scalar("SELECT count(*) FROM RentLog").AsInt(), 3);
+    EXPECT_EQ(c.Scalar("SELECT group_concat(IdRentLog) FROM RentLog").AsText(), "1,2,4");
+    EXPECT_EQ(c.Scalar("SELECT group_concat(IdMortgageLog) FROM MortgageLog").AsText(), "1");
     EXPECT_EQ(c.Scalar("SELECT count(*) FROM RentLog WHERE Paid IS NULL OR Memo IS NULL").AsInt(),
               0);
     EXPECT_FALSE(startup::MachineRegistry(s).KeyExists(
@@ -239,188 +189,138 @@ TEST_F(DiagnosticsTest, GoldenReport) {
     EXPECT_TRUE(ui.boxes.empty());
 }
 
-TEST_F(DiagnosticsTest, LowDiskSpaceAsksFirstAndCancelWritesNothing) {
+// Cancel to the low-disk question, or no report file: nothing is written or opened.
+TEST_F(DiagnosticsTest, LowDiskSpaceAsksFirstAndAReportThatCannotBeMadeSaysSo) {
     MakeDatabase();
-    WriteFile(s.AppPath + "Ostrand.log", "previous run\r\n");
-
-    probe.volume.freeBytes = 1000000; // exactly the limit: no question
-    Run();
-    EXPECT_TRUE(ui.boxes.empty());
-    EXPECT_TRUE(Has(Report(), "{ } Free disk space           : 1,000,000"));
-
-    probe.volume.freeBytes = 999999;
-    ui.answer = util::Answer::OK;
-    Run();
-    ASSERT_EQ(ui.boxes.size(), 1u);
-    EXPECT_EQ(ui.boxes[0].title, "Ketrova Troubleshooter");
-    EXPECT_EQ(ui.boxes[0].buttons, util::Buttons::OKCancel);
-    EXPECT_EQ(ui.boxes[0].text,
-              "It appears you are running low on disk space on the /srv/ drive. If you are sure "
-              "that there\r\nis more than 1 meg of free space press OK, otherwise press Cancel "
-              "and correct the problem");
-    EXPECT_TRUE(Has(Report(), "{ } Free disk space           : 999,999"));
-
-    WriteFile(s.AppPath + "Ostrand.log", "previous run\r\n");
-    startup::RegWriteString(startup::MachineRegistry(s), "SOFTWARE\\Ketrova\\Rentora\\ViewInfo",
-                            "Units", "x");
-    ui.answer = util::Answer::Cancel;
-    ui.busy.clear();
-    probe.opened.clear();
-    Run();
-    EXPECT_EQ(ReadFile(s.AppPath + "Ostrand.log"), "previous run\r\n");
-    EXPECT_TRUE(ui.busy.empty());
-    EXPECT_TRUE(probe.opened.empty());
-    EXPECT_TRUE(startup::MachineRegistry(s).KeyExists(
-        "HKEY_LOCAL_MACHINE\\SOFTWARE\\Ketrova\\Rentora\\ViewInfo"));
-
-    // A failed query reads as no space at all.
-    probe.volume = {};
-    ui.answer = util::Answer::OK;
-    Run();
-    EXPECT_EQ(ui.boxes.back().text.rfind(
-                  "It appears you are running low on disk space on the / drive.", 0),
-              0u);
-    EXPECT_TRUE(Has(Report(), "{ } Free disk space           : "));
-}
-
-TEST_F(DiagnosticsTest, AReportThatCannotBeMadeSaysSoAndStops) {
-    MakeDatabase();
-    s.AppPath = dir.str() + "no-such-folder/";
-    Run();
-    ASSERT_EQ(ui.boxes.size(), 1u);
-    EXPECT_EQ(ui.boxes[0].text, "There was an error creating the log file. Please contact "
-                                "support for assistance.");
-    EXPECT_EQ(ui.boxes[0].icon, util::Icon::Critical);
-    EXPECT_EQ(ui.boxes[0].title, "Ketrova Troubleshooter");
-    EXPECT_EQ(ui.busy, (std::vector<bool>{true, false}));
-    EXPECT_TRUE(probe.opened.empty());
-    EXPECT_EQ(s.LogFileNo, 0);
-}
-
-TEST_F(DiagnosticsTest, AMissingDatabaseSkipsToTheRegistry) {
-    Run();
-    const auto lines = Report();
-    EXPECT_TRUE(Has(lines, "{*} Database check result     : Database missing"));
-    EXPECT_FALSE(Has(lines, "----------------------------- Opening Database "
-                            "-----------------------------"));
-    const auto registry = std::find(lines.begin(), lines.end(),
-                                    "----------------------------- Clean Up Registry "
-                                    "---------------------------");
-    ASSERT_NE(registry, lines.end());
-    EXPECT_EQ(*(registry - 1), "");
-    EXPECT_EQ(*(registry - 2), "{*} Database check result     : Database missing");
-    EXPECT_EQ(lines.back().rfind("{ } Testing completed at 09:05:03", 0), 0u);
-}
-
-TEST_F(DiagnosticsTest, AnOutOfDateDatabaseIsStillExaminedInFull) {
-    MakeDatabase("5\r\n");
-    Run();
-    const auto lines = Report();
-    EXPECT_TRUE(Has(lines, "{*} Database check result     : Upgrade required"));
-    EXPECT_TRUE(Has(lines, "{ } Database opened successfully"));
-    EXPECT_TRUE(Has(lines, "{ } Database Table Name  : RentLog {4 fields, 4 records} "));
-    EXPECT_TRUE(Has(lines, "{ } 2 configuration records found"));
-    EXPECT_TRUE(Has(lines, "{*} 1 stray Rent Log entries removed"));
-    EXPECT_TRUE(Has(lines, "{ } Database closed successfully"));
-}
-
-TEST_F(DiagnosticsTest, TenStrayRentLogRowsAreDeletedOneByOne) {
-    MakeDatabase();
-    {
-        db::Connection c;
-        c.Open(dbFile);
-        c.Execute("DELETE FROM RentLog");
-        c.Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 25) "
-                  "INSERT INTO RentLog SELECT i, CASE WHEN i % 5 < 2 THEN 40 + i ELSE 1 END, "
-                  "100, 'x' FROM n");
-        c.Execute("DELETE FROM MortgageLog");
-        c.Execute("INSERT INTO MortgageLog VALUES (5, 99, 1), (6, 3, 1)");
+    const struct {
+        uint64_t free;
+        util::Answer answer;
+        bool folderMissing;
+        const char* box; // how the one box begins; "" for none
+        bool written;
+    } cases[] = {
+        {1000000, util::Answer::Cancel, false, "", true}, // exactly the limit: no question
+        {999999, util::Answer::OK, false,
+         "It appears you are running low on disk space on the /srv/ drive.", true},
+        {999999, util::Answer::Cancel, false, "It appears", false},
+        {5000000, util::Answer::OK, true, "There was an error creating the log file.", false},
+    };
+    const std::string home = s.AppPath;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.free);
+        WriteFile(home + "Ostrand.log", "previous run\r\n");
+        startup::RegWriteString(startup::MachineRegistry(s), "SOFTWARE\\Ketrova\\Rentora\\ViewInfo",
+                                "Units", "x");
+        s.AppPath = c.folderMissing ? dir.str() + "no-such-folder/" : home;
+        probe.volume.freeBytes = c.free;
+        probe.opened.clear();
+        ui = {};
+        ui.answer = c.answer;
+        Run();
+        ASSERT_EQ(ui.boxes.size(), *c.box ? 1u : 0u);
+        if (*c.box) {
+            EXPECT_EQ(ui.boxes[0].text.rfind(c.box, 0), 0u) << ui.boxes[0].text;
+            EXPECT_EQ(ui.boxes[0].buttons,
+                      c.folderMissing ? util::Buttons::OK : util::Buttons::OKCancel);
+            EXPECT_EQ(ui.boxes[0].title, "Ketrova Troubleshooter");
+        }
+        EXPECT_EQ(probe.opened.size(), c.written ? 1u : 0u);
+        EXPECT_EQ(ui.busy.empty(), !c.written && !c.folderMissing);
+        EXPECT_EQ(s.LogFileNo, 0);
+        EXPECT_EQ(startup::MachineRegistry(s).KeyExists(
+                      "HKEY_LOCAL_MACHINE\\SOFTWARE\\Ketrova\\Rentora\\ViewInfo"),
+                  !c.written);
+        const std::string report = ReadFile(home + "Ostrand.log");
+        EXPECT_EQ(report == "previous run\r\n", !c.written);
+        if (c.written) {
+            EXPECT_TRUE(Has(Report(), "{ } Free disk space           : " +
+                                          std::string(c.free == 999999 ? "999,999" : "1,000,000")));
+        }
     }
-    Run();
-    const auto lines = Report();
-    const auto check =
-        std::find(lines.begin(), lines.end(), "{ } Checking for stray Rent Log entries");
-    ASSERT_NE(check, lines.end());
-    EXPECT_EQ(*(check + 1), "{*} 10 stray Rent Log entries removed");
-    EXPECT_EQ(*(check + 2), "{ } Checking for stray Mortgage Log entries");
-    EXPECT_EQ(*(check + 3), "{*} 1 stray Mortgage Log entries removed");
-
-    db::Connection c;
-    c.Open(dbFile);
-    EXPECT_EQ(c.Scalar("SELECT count(*) FROM RentLog").AsInt(), 15);
-    EXPECT_EQ(c.Scalar("SELECT count(*) FROM RentLog WHERE IdLease <> 1").AsInt(), 0);
-    EXPECT_EQ(c.Scalar("SELECT group_concat(IdMortgageLog) FROM MortgageLog").AsText(), "6");
+    EXPECT_EQ(ui.boxes[0].icon, util::Icon::Critical);
+    EXPECT_EQ(ui.boxes[0].text,
+              "There was an error creating the log file. Please contact support for assistance.");
+    EXPECT_EQ(ui.busy, (std::vector<bool>{true, false}));
 }
 
-TEST_F(DiagnosticsTest, ADamagedDatabaseIsReportedToTheEnd) {
-    WriteFile(dbFile, std::string(4096, '\x7f'));
-    WriteFile(dbFolder + "Version", "9\r\n");
-    Run();
-    const auto lines = Report();
-    EXPECT_TRUE(Has(lines, "{*} Database open failed"));
-    EXPECT_FALSE(Has(lines, "{ } Database closed successfully"));
-    EXPECT_TRUE(Has(lines, "{ } Entries Removed"));
-    EXPECT_EQ(lines[lines.size() - 2], std::string(75, '-'));
-}
-
-TEST_F(DiagnosticsTest, MissingTablesAreReportedAndTheRunGoesOn) {
-    std::string error;
-    ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
-    WriteFile(dbFolder + "Version", "9\r\n");
-    Run();
-    const auto lines = Report();
-    EXPECT_TRUE(Has(lines, "{*} No configuration records found"));
-    EXPECT_TRUE(Has(lines, "{ } No FileObjects to check"));
-    EXPECT_TRUE(Has(lines, "{ } Database closed successfully"));
-    // A statement that cannot be opened counts no rows, so there is nothing to remove.
-    EXPECT_TRUE(Has(lines, "{ } no stray Rent Log entries found"));
-    EXPECT_TRUE(Has(lines, "{ } no stray Mortgage Log entries found"));
-    // Without BaR.cfg the backup lines show the defaults in the record's fixed widths.
+// Whatever state the database is in, the report runs to its end and says it.
+TEST_F(DiagnosticsTest, EveryDatabaseStateIsReportedToTheEnd) {
     std::string folder = s.AppPath + "Backup";
     folder.resize(255, ' ');
-    EXPECT_TRUE(Has(lines, "{ } Backup Path           : " + folder));
-    EXPECT_TRUE(Has(lines, "{ } Last Backup Date      : " + std::string(10, ' ')));
-}
-
-// Damage SQLite finds in a file that still opens: an index that no longer
-// matches its table, and rows whose parent row is gone.
-TEST_F(DiagnosticsTest, TheIntegrityChecksReportDamageBeforeAnyRepair) {
-    std::string error;
-    ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
-    {
-        db::Connection c;
-        c.Open(dbFile);
-        c.Execute("CREATE TABLE Lease (IdLease INTEGER PRIMARY KEY)");
-        c.Execute("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER REFERENCES Lease)");
-        c.Execute("CREATE INDEX ixRent ON RentLog (IdRentLog)");
-        c.Execute("INSERT INTO RentLog VALUES (1, 7), (2, 8)");
-        // Point the index at another column behind SQLite's back.
-        c.Execute("PRAGMA writable_schema = ON");
-        c.Execute("UPDATE sqlite_master SET sql = 'CREATE INDEX ixRent ON RentLog (IdLease)' "
-                  "WHERE name = 'ixRent'");
+    const struct {
+        const char* state;
+        std::vector<std::string> present;
+        std::vector<std::string> absent;
+    } cases[] = {
+        {"missing",
+         {"{*} Database check result     : Database missing"},
+         {"----------------------------- Opening Database -----------------------------"}},
+        {"old",
+         {"{*} Database check result     : Upgrade required", "{ } Database opened successfully",
+          "{ } Database Table Name  : RentLog {4 fields, 13 records} ",
+          "{ } 2 configuration records found", "{ } Database closed successfully"},
+         {}},
+        {"damaged",
+         {"{*} Database open failed", "{ } Entries Removed"},
+         {"{ } Database closed successfully"}},
+        // An index that no longer matches its table, and rows whose parent is gone.
+        {"index damaged",
+         {"{*} Foreign key check         : 2 rows refer to missing rows",
+          "{*}   RentLog row 2 refers to a missing Lease",
+          "{*} Salvage recommended       : run 'ostrand-cli salvage', or choose \"Salvage a "
+          "damaged database\" in the maintenance wizard, to read every row that can still be "
+          "read into a new database; the damaged one is kept"},
+         {}},
+        // A statement that cannot be opened counts no rows: nothing to remove.
+        // Without BaR.cfg the backup lines show the defaults in the record's widths.
+        {"empty",
+         {"{*} No configuration records found", "{ } No FileObjects to check",
+          "{ } Database closed successfully", "{ } no stray Rent Log entries found",
+          "{ } no stray Mortgage Log entries found", "{ } Backup Path           : " + folder,
+          "{ } Last Backup Date      : " + std::string(10, ' ')},
+         {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.state);
+        fs::remove_all(dbFolder);
+        fs::create_directory(dbFolder);
+        const std::string state = c.state;
+        if (state == "old") {
+            MakeDatabase("5\r\n");
+        } else if (state != "missing") {
+            WriteFile(dbFolder + "Version", "9\r\n");
+            std::string error;
+            if (state == "damaged") {
+                WriteFile(dbFile, std::string(4096, '\x7f'));
+            } else {
+                ASSERT_TRUE(db::CreateDatabaseFile(dbFile, error)) << error;
+            }
+            if (state == "index damaged") {
+                db::Connection c;
+                c.Open(dbFile);
+                c.Execute("CREATE TABLE Lease (IdLease INTEGER PRIMARY KEY)");
+                c.Execute("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER REFERENCES "
+                          "Lease)");
+                c.Execute("CREATE INDEX ixRent ON RentLog (IdRentLog)");
+                c.Execute("INSERT INTO RentLog VALUES (1, 7), (2, 8)");
+                // Point the index at another column behind SQLite's back.
+                c.Execute("PRAGMA writable_schema = ON");
+                c.Execute("UPDATE sqlite_master SET sql = 'CREATE INDEX ixRent ON RentLog "
+                          "(IdLease)' WHERE name = 'ixRent'");
+            }
+        }
+        Run();
+        const auto lines = Report();
+        for (const std::string& line : c.present) {
+            EXPECT_TRUE(Has(lines, line)) << line;
+        }
+        for (const std::string& line : c.absent) {
+            EXPECT_FALSE(Has(lines, line)) << line;
+        }
+        ASSERT_GT(lines.size(), 2u);
+        EXPECT_EQ(lines[lines.size() - 2], std::string(75, '-'));
+        EXPECT_EQ(lines.back().rfind("{ } Testing completed at 09:05:03", 0), 0u);
     }
-    db::Connection c;
-    c.Open(dbFile);
-    const maintenance::IntegrityResult result = maintenance::CheckIntegrity(c);
-    EXPECT_FALSE(result.Sound());
-    EXPECT_FALSE(result.problems.empty());
-    EXPECT_EQ(result.orphans,
-              (std::vector<std::string>{"RentLog row 1 refers to a missing Lease",
-                                        "RentLog row 2 refers to a missing Lease"}));
-    const auto lines = maintenance::IntegrityLines(result);
-    EXPECT_EQ(lines[0].rfind("{*} Integrity check           : ", 0), 0u) << lines[0];
-    EXPECT_TRUE(Has(lines, "{*} Foreign key check         : 2 rows refer to missing rows"));
-    EXPECT_TRUE(Has(lines, "{*}   RentLog row 2 refers to a missing Lease"));
-    c.Close();
-
-    WriteFile(dbFolder + "Version", "9\r\n");
-    Run();
-    const auto report = Report();
-    const auto check = std::find(report.begin(), report.end(), lines[0]);
-    const auto tables = std::find(report.begin(), report.end(),
-                                  "{ } Database Table Name  : Lease {1 fields, 0 records} ");
-    ASSERT_NE(tables, report.end());
-    EXPECT_LT(check, tables) << "checked after the repairs began";
 }
 
 TEST(WindowLines, TitledWindowsByHandleAsSignedNumbers) {
@@ -447,6 +347,9 @@ TEST(WindowLines, TitledWindowsByHandleAsSignedNumbers) {
     ASSERT_EQ(cut.size(), 1u);
     EXPECT_EQ(cut[0].substr(32), std::string(248, 'a') + std::string(2, '\0'));
     EXPECT_TRUE(maintenance::WindowLines({}).empty());
+    // Never further back than the title's start, whatever bytes it holds.
+    EXPECT_EQ(maintenance::WindowLines({{1, std::string(300, '\x80')}})[0].substr(32),
+              std::string(250, '\0'));
 }
 
 } // namespace

@@ -90,6 +90,12 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         EXPECT_EQ(outcome.Tables[0].After, Rows - lost);
         EXPECT_EQ(outcome.Tables[1].After, 2);
         EXPECT_EQ(ReadFile(dbFile), damaged); // the damaged file is left as it was
+        // One stretch of damage stepped over, and none where there was none.
+        const std::string log = Log();
+        const size_t from = log.rfind("{ } Rows before: 30000");
+        EXPECT_EQ(log.substr(from, log.find("{-} Salvaging table {Lease}", from) - from),
+                  "{ } Rows before: 30000, after: " + std::to_string(Rows - lost) + "\r\n" +
+                      (lost ? "{*} Damage stepped over 1 times in table {RentLog}\r\n" : ""));
 
         db::Connection back;
         back.Open(salvaged);

@@ -125,13 +125,4 @@ TEST_F(TableCheckTest, ADamagedTableIsReportedAndTheOthersAreStillChecked) {
     EXPECT_EQ(Scalar("SELECT Name FROM Tenant").AsText(), "");
 }
 
-TEST_F(TableCheckTest, RunsSilentlyWithoutALog) {
-    MakeTables();
-    startup::CloseFile(settings.Files, settings.LogFileNo);
-    settings.LogFileNo = 0;
-    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
-    EXPECT_TRUE(LogLines().empty());
-    EXPECT_EQ(Scalar("SELECT count(*) FROM Unit WHERE Name IS NULL OR Rent IS NULL").AsInt(), 0);
-}
-
 } // namespace

@@ -62,7 +62,8 @@ protected:
         return viewer;
     }
 
-    // The window with the keyboard's focus in it, after `words` ran as their buttons would.
+    // The window with the keyboard's focus in it, after `words` ran as their
+    // buttons would.
     std::unique_ptr<QWidget> Open(Window which, const std::vector<QString>& words = {}) {
         std::unique_ptr<QWidget> w = Make(which);
         for (const QString& word : words) {
@@ -86,15 +87,15 @@ TEST_F(AccessTest, EnterAndEscapeDoWhatThePageAllows) {
         Window window;
         std::vector<QString> words;
         Qt::Key key;
-        int shown; // the page afterwards (0 for a window of one), kClosed when it closed
+        int shown; // the page afterwards (0 for a window of one); kClosed
     };
     using New = wizards::frmWizNew;
     const Case cases[] = {
         {Window::Create, {}, Qt::Key_Escape, kClosed},
-        {Window::Create, {"NEWDBPATH"}, Qt::Key_Escape, New::PageChoice},
         {Window::Create, {"NEWDBPATH"}, Qt::Key_Enter, New::PageCreate},
         // No database in the folder: Next is off, and Enter with it.
         {Window::Create, {"BROWSECONNECT"}, Qt::Key_Return, New::PageConnect},
+        {Window::Create, {"IMPORTPATH"}, Qt::Key_Escape, New::PageChoice},
         {Window::Upgrade, {"RUNUPGRADE_1", "START_WIZARD"}, Qt::Key_Escape, kClosed},
         // After a run (one that failed: there is no database) no way leads back.
         {Window::Upgrade, {"RUNUPGRADE_1", "RUNUPGRADE_2"}, Qt::Key_Escape, kClosed},
@@ -103,10 +104,10 @@ TEST_F(AccessTest, EnterAndEscapeDoWhatThePageAllows) {
          Qt::Key_Return,
          wizards::frmWizUpgrade::PageRun},
         {Window::Options, {"DIAGS"}, Qt::Key_Escape, wizards::frmWizOptions::PageChoice},
+        {Window::Options, {"SALVAGE_1"}, Qt::Key_Escape, wizards::frmWizOptions::PageChoice},
         {Window::Restore, {}, Qt::Key_Escape, kClosed},
         {Window::Restore, {}, Qt::Key_Return, 0},
         {Window::Viewer, {}, Qt::Key_Escape, kClosed},
-        {Window::Viewer, {}, Qt::Key_Return, kClosed},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "window " << int(c.window) << " after " << c.words.size()
@@ -140,9 +141,9 @@ TEST_F(AccessTest, TabFollowsTheLayoutFromThePagesFirstControl) {
     };
     const Case cases[] = {
         {Window::Create,
-         {"NEWDBPATH"},
-         {"txtNewPath", "cmdChangeNewPath", "cmdAction_0", "cmdAction_2", "cmdAction_3",
-          "cmdAction_1"}},
+         {"IMPORTPATH"},
+         {"txtImportFile", "cmdChangeImportFile", "txtImportPath", "cmdChangeImportPath",
+          "cmdAction_0", "cmdAction_2", "cmdAction_1"}},
         // A page without controls of its own starts on the button that leads on.
         {Window::Upgrade,
          {"RUNUPGRADE_1"},

@@ -25,29 +25,32 @@ public:
     // Runs `onEvents` each time the core lets events through: the moment to
     // look at a window in the middle of its work.
     void DoEvents() override {
-        ++eventPumps;
         if (onEvents) {
             onEvents();
         }
         wizards::WizardUi::DoEvents();
     }
+    // Answers from `answers` first, then OK or Yes.
     util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
                             const std::string& title) override {
         boxes.push_back({text, buttons, icon, title});
-        if (!answers.empty()) {
-            const util::Answer a = answers.front();
-            answers.pop_front();
-            return a;
+        if (answers.empty()) {
+            return buttons == util::Buttons::OK || buttons == util::Buttons::OKCancel
+                       ? util::Answer::OK
+                       : util::Answer::Yes;
         }
-        return buttons == util::Buttons::OK || buttons == util::Buttons::OKCancel
-                   ? util::Answer::OK
-                   : util::Answer::Yes;
+        const util::Answer a = answers.front();
+        answers.pop_front();
+        return a;
     }
     std::optional<std::string> BrowseFolder(QWidget*, const std::string& title,
-                                            const std::string& start) override {
+                                            const std::string&) override {
         folderTitles.push_back(title);
-        folderStarts.push_back(start);
         return folderAnswer;
+    }
+    std::optional<std::string> ChooseOpenFile(QWidget*, const std::string&, const std::string&,
+                                              const std::string&) override {
+        return openAnswer;
     }
     std::optional<std::string> ChooseSaveFile(QWidget*, const std::string&,
                                               const std::string&) override {
@@ -55,15 +58,12 @@ public:
     }
 
     std::function<void()> onEvents;
-    int eventPumps = 0;
     std::deque<util::Answer> answers;
     std::vector<AskedBox> boxes;
-    std::optional<std::string> folderAnswer;
     std::vector<std::string> folderTitles;
-    std::vector<std::string> folderStarts;
+    std::optional<std::string> folderAnswer, openAnswer, saveAnswer;
     std::vector<std::string> opened; // what went to the desktop's viewer
     bool viewerTakes = true;         // false: no viewer on this desktop
-    std::optional<std::string> saveAnswer;
 
 protected:
     bool LaunchViewer(const std::string& path) override {

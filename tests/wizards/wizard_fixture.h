@@ -54,18 +54,24 @@ protected:
         return child ? child->text() : QString("<no %1>").arg(name);
     }
 
-    // From now on, each time the work lets events through: no button of `w`
-    // can be pressed, and `also` looks at whatever else. Counts those moments.
-    void CheckLockedWhileWorking(wizards::WizardWindow& w, std::function<void()> also = nullptr) {
-        ui.onEvents = [this, &w, also] {
-            ++lockedChecks;
+    // Presses the action button to start the page's work. Each time the work
+    // lets events through, no button of `w` can be pressed, and `also` looks
+    // at whatever else; afterwards the run log is closed. How often the work
+    // let events through.
+    int StartLocked(
+        wizards::WizardWindow& w, std::function<void()> also = [] {}) {
+        int locked = 0;
+        ui.onEvents = [&] {
+            ++locked;
             for (int i = 0; i < 4; ++i) {
                 EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during the run";
             }
-            if (also) {
-                also();
-            }
+            also();
         };
+        Press(w, wizards::WizardWindow::ActionButton);
+        ui.onEvents = nullptr;
+        EXPECT_EQ(settings.LogFileNo, 0);
+        return locked;
     }
 
     // Help opens this window's own page, shipped with the program.
@@ -77,16 +83,14 @@ protected:
         EXPECT_TRUE(std::filesystem::exists(ui.opened.back())) << ui.opened.back();
     }
 
-    // An AppStart command that leaves a file behind when it runs.
+    // An AppStart command that leaves a file behind when it runs; whether it
+    // ran, waiting at most `within` for it.
     std::string MarkerCommand() const { return "touch " + (home / "started").string(); }
     bool MarkerAppears(std::chrono::milliseconds within) const {
-        const auto until = std::chrono::steady_clock::now() + within;
-        while (std::chrono::steady_clock::now() < until) {
-            if (std::filesystem::exists(home / "started")) {
-                return true;
-            }
+        for (auto until = std::chrono::steady_clock::now() + within;
+             !std::filesystem::exists(home / "started") &&
+             std::chrono::steady_clock::now() < until;)
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
         return std::filesystem::exists(home / "started");
     }
 
@@ -96,7 +100,6 @@ protected:
     db::Connection connection;
     platform::FixedClock clock{{2026, 7, 1, 9, 30, 0}};
     wizards::WizardContext context{settings, ui, connection, clock};
-    int lockedChecks = 0;
 };
 
 } // namespace wizardtest
