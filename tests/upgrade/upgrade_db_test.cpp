@@ -343,11 +343,12 @@ TEST_P(UpgradeFromVersion, EndsWithTheTemplatesStructureAndKeepsTheOldDatabaseAs
         // (a date has no neutral value): none of the upgrade's making.
         for (const auto& col : db::ListColumns(c, table)) {
             if (db::NeutralValue(col.DataType) ||
-                !oldColumns.contains(util::UCase(table + "." + col.Name)))
+                !oldColumns.contains(util::UCase(table + "." + col.Name))) {
                 EXPECT_EQ(in.Text("SELECT count(*) FROM " + table + " WHERE \"" + col.Name +
                                   "\" IS NULL"),
                           "0")
                     << table << "." << col.Name;
+            }
         }
         for (const auto& idx : db::ListIndexes(c, table)) {
             if (!idx.EngineOwned)
