@@ -37,8 +37,9 @@ public:
 
 // How many single-row probes one table may spend on finding its way past
 // damage: a damaged stretch costs at most about 130 (a widening search over
-// the row numbers, then a narrowing one), so this allows for well over a
-// hundred damaged stretches before the rest of the table is given up.
+// the row numbers, then a narrowing one) and one for each garbage row it
+// yielded, so this allows for well over a hundred damaged stretches before
+// the rest of the table is given up.
 constexpr int ProbesPerTable = 20000;
 
 constexpr int64_t FirstRowid = std::numeric_limits<int64_t>::min();
@@ -156,12 +157,32 @@ std::string RowidName(const std::vector<std::string>& columns) {
     return "";
 }
 
-// True when the first row at or after `from` reads whole, or there is none.
+// Whether the table's tree leads to row `id`. A page whose header was
+// overwritten still reads, but its cells are whatever bytes lie where the
+// broken pointers go: their row numbers are garbage, and a seek through the
+// intact pages above finds no such row. A seek that meets damage on the way
+// cannot tell.
+enum class Place { Found, Absent, Unknown };
+
+Place PlaceOf(sqlite3_stmt* probe, int64_t id) {
+    sqlite3_bind_int64(probe, 1, id);
+    const int rc = sqlite3_step(probe);
+    const Place place = rc == SQLITE_ROW
+                            ? (sqlite3_column_int64(probe, 0) == id ? Place::Found : Place::Absent)
+                            : (rc == SQLITE_DONE ? Place::Absent : Place::Unknown);
+    sqlite3_reset(probe);
+    return place;
+}
+
+// True when the first row at or after `from` reads whole and is where the
+// tree puts it, or there is none.
 bool Readable(sqlite3_stmt* probe, int64_t from) {
     sqlite3_bind_int64(probe, 1, from);
     const int rc = sqlite3_step(probe);
+    const int64_t id = rc == SQLITE_ROW ? sqlite3_column_int64(probe, 0) : from;
     sqlite3_reset(probe);
-    return rc == SQLITE_ROW || rc == SQLITE_DONE;
+    return rc == SQLITE_DONE ||
+           (rc == SQLITE_ROW && id >= from && (id == from || PlaceOf(probe, id) == Place::Found));
 }
 
 // The first row number past `bad` (where reading fails) from which reading
@@ -213,7 +234,10 @@ struct TableCopy {
 // statement; a run that meets damage is undone by the engine (no statement
 // runs inside a transaction here, so an error of a damaged page ends nothing
 // but its own statement) and read again row by row on the source's own
-// connection, until the damage is stepped over. A table without row numbers
+// connection, until the damage is stepped over. A damaged page can also
+// yield rows with garbage numbers before it fails, or instead: a run or pass
+// goes on only from the last row the table's tree leads to, so that a high
+// garbage number does not pass over the rows after the page. A table without row numbers
 // is read row by row in its own order, up to its first damage. The indexes
 // of a table that goes row by row are made afresh after its rows: kept up
 // row by row they would cost more than the copy.
@@ -286,9 +310,12 @@ private:
                                        ") SELECT " + rowid + ", " + list + " FROM damaged." +
                                        quoted_ + " WHERE " + rowid + " >= ?1 ORDER BY " + rowid +
                                        " LIMIT " + std::to_string(RowsPerRun));
-            last_ = TryPrepare(db_, "SELECT max(" + rowid + ") FROM main." + quoted_);
+            last_ = TryPrepare(db_, "SELECT max(" + rowid + ") FROM main." + quoted_ + " WHERE " +
+                                        rowid + " >= ?1");
+            drop_ = TryPrepare(db_, "DELETE FROM main." + quoted_ + " WHERE " + rowid + " = ?1");
+            undo_ = TryPrepare(db_, "DELETE FROM main." + quoted_ + " WHERE " + rowid + " >= ?1");
         }
-        seeking_ = read_ && probe_ && run_ && last_;
+        seeking_ = read_ && probe_ && run_ && last_ && drop_ && undo_;
         if (!seeking_) {
             read_ = Prepare(source_, "SELECT " + list + " FROM " + quoted_);
         }
@@ -299,7 +326,8 @@ private:
     }
 
     // One run of rows in one statement; false when it met damage or a row
-    // the new table refuses, and was undone.
+    // the new table refuses, or when its last row is not where the tree puts
+    // it (a damaged page read through), and was undone.
     bool NextRun() {
         sqlite3_bind_int64(run_.get(), 1, from_);
         const int rc = sqlite3_step(run_.get());
@@ -311,15 +339,28 @@ private:
             return false;
         }
         const int64_t copied = sqlite3_changes64(db_);
-        result_.Rows += copied;
-        if (copied < RowsPerRun) {
+        if (copied == 0) {
             atEnd_ = true;
             return true;
         }
+        sqlite3_bind_int64(last_.get(), 1, from_);
         const bool found = sqlite3_step(last_.get()) == SQLITE_ROW;
         const int64_t last = found ? sqlite3_column_int64(last_.get(), 0) : LastRowid;
         sqlite3_reset(last_.get());
-        atEnd_ = last == LastRowid;
+        if (PlaceOf(probe_.get(), last) != Place::Found) {
+            // Not inside a savepoint: an error of a damaged page would end it.
+            sqlite3_bind_int64(undo_.get(), 1, from_);
+            const int undone = sqlite3_step(undo_.get());
+            sqlite3_reset(undo_.get());
+            if (undone != SQLITE_DONE) {
+                throw db::Error(undone & 0xff,
+                                "writing table " + table_ + ": " + sqlite3_errmsg(db_));
+            }
+            result_.Rows -= sqlite3_changes64(db_) - copied; // rows kept by earlier passes
+            return false;
+        }
+        result_.Rows += copied;
+        atEnd_ = copied < RowsPerRun || last == LastRowid;
         from_ = atEnd_ ? last : last + 1;
         return true;
     }
@@ -327,13 +368,15 @@ private:
     // Copies row by row from `from_` until the table ends, its damage has
     // been stepped over, or `most` rows have been copied.
     void RowByRow(int64_t most) {
+        const int64_t start = from_;
+        passed_.clear();
         if (seeking_) {
             sqlite3_bind_int64(read_.get(), 1, from_);
         }
         int rc = SQLITE_OK;
         for (int64_t n = 0; n < most && (rc = sqlite3_step(read_.get())) == SQLITE_ROW; ++n) {
+            const int64_t id = seeking_ ? sqlite3_column_int64(read_.get(), 0) : 0;
             if (seeking_) {
-                const int64_t id = sqlite3_column_int64(read_.get(), 0);
                 if (id < from_) { // a page out of its place
                     rc = SQLITE_CORRUPT;
                     break;
@@ -346,6 +389,9 @@ private:
             }
             const int written = sqlite3_step(insert_.get());
             sqlite3_reset(insert_.get());
+            if (seeking_) {
+                passed_.emplace_back(id, written == SQLITE_DONE);
+            }
             if (written == SQLITE_DONE) {
                 ++result_.Rows;
             } else if ((written & 0xff) == SQLITE_CONSTRAINT) {
@@ -359,22 +405,63 @@ private:
             }
         }
         sqlite3_reset(read_.get());
-        if (rc == SQLITE_DONE || atEnd_ || rc == SQLITE_ROW) {
+        const bool ended = rc == SQLITE_DONE || atEnd_ || rc == SQLITE_ROW;
+        if (!ended && !IsDamage(rc)) {
+            throw db::Error(rc & 0xff, "reading table " + table_ + ": " + sqlite3_errmsg(source_));
+        }
+        const std::optional<int64_t> inPlace = seeking_ ? DropAstray() : std::nullopt;
+        if (rc == SQLITE_DONE || (ended && !astray_)) {
             atEnd_ = atEnd_ || rc == SQLITE_DONE;
             return;
         }
-        if (!IsDamage(rc)) {
-            throw db::Error(rc & 0xff, "reading table " + table_ + ": " + sqlite3_errmsg(source_));
-        }
         ++result_.Damaged;
+        atEnd_ = true;
+        // From the last row read where it belongs, not from the garbage
+        // number of a damaged page: the rows after that page have lower ones.
         const std::optional<int64_t> next =
-            seeking_ ? NextReadable(probe_.get(), from_, probesLeft_) : std::nullopt;
+            seeking_ && probesLeft_ >= 0
+                ? NextReadable(probe_.get(), inPlace.value_or(start), probesLeft_)
+                : std::nullopt;
         if (!next) {
             result_.GaveUp = !seeking_ || probesLeft_ < 0;
-            atEnd_ = true;
             return;
         }
+        atEnd_ = false;
         from_ = *next;
+    }
+
+    // Takes the rows of the last pass that the tree does not lead to back out
+    // of the new table, from the end of the pass back to the last row that is
+    // where it belongs, which it returns. Rows whose place cannot be told stay.
+    std::optional<int64_t> DropAstray() {
+        astray_ = false;
+        while (!passed_.empty()) {
+            const auto [id, copied] = passed_.back();
+            const Place place = PlaceOf(probe_.get(), id);
+            if (place == Place::Found) {
+                return id;
+            }
+            passed_.pop_back();
+            if (place == Place::Absent) {
+                astray_ = true;
+                if (copied) {
+                    sqlite3_bind_int64(drop_.get(), 1, id);
+                    const int rc = sqlite3_step(drop_.get());
+                    sqlite3_reset(drop_.get());
+                    if (rc != SQLITE_DONE) {
+                        throw db::Error(rc & 0xff,
+                                        "writing table " + table_ + ": " + sqlite3_errmsg(db_));
+                    }
+                    --result_.Rows;
+                } else {
+                    --result_.Refused;
+                }
+            }
+            if (--probesLeft_ < 0) {
+                break;
+            }
+        }
+        return std::nullopt;
     }
 
     sqlite3* db_;
@@ -387,13 +474,17 @@ private:
     StatementPtr read_;   // row by row, on the source's connection
     StatementPtr probe_;  // one row, to find where reading works again
     StatementPtr run_;    // a run of rows in one statement
-    StatementPtr last_;   // the last row number copied
+    StatementPtr last_;   // the last row number copied from a start on
+    StatementPtr drop_;   // takes a row out of the new table again
+    StatementPtr undo_;   // takes a run out of the new table again
     StatementPtr insert_; // one row into the new table
     bool seeking_ = false;
     int width_ = 0;
     bool atEnd_ = false;
     int64_t from_ = FirstRowid;
     int probesLeft_ = ProbesPerTable;
+    std::vector<std::pair<int64_t, bool>> passed_; // the pass's rows in order: number, copied
+    bool astray_ = false;                          // the pass read rows out of place
 };
 
 // The counters of AUTOINCREMENT tables, so that no number handed out before

@@ -32,6 +32,19 @@ void Fill(db::Connection& c) {
     c.Execute("CREATE VIEW Paid AS SELECT IdRentLog FROM RentLog WHERE AmountPaid > 0");
 }
 
+// Cell pointers aimed at two cells written after them: a whole row numbered
+// 2^28, far past the table's last, then one whose overflow page lies beyond
+// the file, so that the page yields a garbage row and then fails.
+std::string GarbageCellPointers() {
+    std::string bytes("\x00\x64", 2);
+    for (int i = 0; i < 45; ++i) {
+        bytes.append("\x00\x6e", 2);
+    }
+    bytes.append("\x04\x81\x80\x80\x80\x00\x03\x01\x00\x2a\xa7\x08\x81\x80\x80\x80\x01", 17);
+    bytes.resize(200, '\0');
+    return bytes;
+}
+
 class SalvageTest : public mainttest::MaintTest {
 protected:
     void SetUp() override {
@@ -39,9 +52,14 @@ protected:
         Fill(connection);
     }
     int64_t Number(const std::string& sql) { return Scalar(sql).AsInt(); }
-    void Overwrite(int64_t page) {
+    void Overwrite(int64_t page, const std::string& header) {
         std::string bytes = ReadFile(dbFile);
-        bytes.replace(static_cast<size_t>(page - 1) * PageSize, PageSize, PageSize, '\x13');
+        const size_t at = static_cast<size_t>(page - 1) * PageSize;
+        if (header.empty()) {
+            bytes.replace(at, PageSize, PageSize, '\x13');
+        } else {
+            bytes.replace(at + 8, header.size(), header); // past the page's cell count
+        }
         testsupport::WriteFile(dbFile, bytes);
     }
 };
@@ -57,12 +75,16 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         const char* name;
         std::string page; // the page overwritten; "" for none
         std::string lost;
+        std::string header = ""; // written over the page's cell pointers; "" for all of it
     } cases[] = {
         {"sound", "", "SELECT 0"},
         {"a leaf page overwritten", "SELECT pageno " + leaves + " LIMIT 1 OFFSET 40",
          "SELECT ncell " + leaves + " LIMIT 1 OFFSET 40"},
         {"an inner page overwritten", "SELECT pageno FROM " + inner,
          "SELECT sum(ncell) " + leaves + " AND path LIKE (SELECT path FROM " + inner + ") || '%'"},
+        {"a leaf page's cell pointers overwritten",
+         "SELECT pageno " + leaves + " LIMIT 1 OFFSET 400",
+         "SELECT ncell " + leaves + " LIMIT 1 OFFSET 400", GarbageCellPointers()},
     };
     const std::string pristine = ReadFile(dbFile);
     for (const auto& c : cases) {
@@ -70,7 +92,7 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         testsupport::WriteFile(dbFile, pristine);
         const int64_t lost = Number(c.lost);
         if (!c.page.empty()) {
-            Overwrite(Number(c.page));
+            Overwrite(Number(c.page), c.header);
         }
         const std::string damaged = ReadFile(dbFile);
         const std::string salvaged = dir.str() + "salvaged.mdb";
