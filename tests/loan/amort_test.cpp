@@ -80,8 +80,6 @@ TEST_F(AmortTest, ScheduleMatchesAnIndependentComputation) {
     EXPECT_NEAR(amort.Period(360).InterestToDate, 93255.78, 0.05); // the published total
     EXPECT_NEAR(amort.Period(360).PrincipalToDate, 100000, 0.05);
     EXPECT_EQ(amort.Period(360).EndBalance, 0);
-    EXPECT_EQ(amort.Period(7).DueDate, "1/1/2027  ");
-    EXPECT_EQ(amort.Period(360).DueDate, "6/1/2056  ");
 }
 
 // A rebuild that fails leaves the object not built, and a schedule that is
@@ -259,17 +257,12 @@ TEST_F(AmortTest, PaymentsTotalsAndTheChecksOfAChange) {
     const std::string ratePaid = "Cannot change interest rate for payment already made.\r\n";
     const std::string extraBad = "Invalid period entered for extra payment.\r\n";
     const std::string amountBad = "Invalid amount entered for extra payment amount.\r\n";
+    // clang-format off
     const std::tuple<bool, int16_t, float, std::string> cases[] = {
-        {true, 2, 6, ratePaid},
-        {true, 0, 6, rateBad + ratePaid},
-        {true, 4, 6, rateBad},
-        {false, -1, 100, extraBad},
-        {false, 2, -0.01f, amountBad},
-        {false, 4, -1, extraBad + amountBad},
-        {false, 2, NAN, amountBad},
-        {false, 0, 100, ""},
-        {false, 3, 0, ""},
-        {true, 3, 12, ""}};
+        {true, 2, 6, ratePaid}, {true, 0, 6, rateBad + ratePaid}, {true, 4, 6, rateBad},
+        {false, -1, 100, extraBad}, {false, 2, -0.01f, amountBad}, {false, 4, -1, extraBad + amountBad},
+        {false, 2, NAN, amountBad}, {false, 0, 100, ""}, {false, 3, 0, ""}, {true, 3, 12, ""}};
+    // clang-format on
     const std::string before = amort.DataString();
     for (const auto& [rate, period, value, complaints] : cases) {
         SCOPED_TRACE(testing::Message() << (rate ? "AdjustI " : "PayExtra ") << period);

@@ -117,20 +117,16 @@ TEST(ScheduleDates, ReadTheStoredFormsAndNothingElse) {
 }
 
 TEST(ScheduleDates, CalendarArithmetic) {
+    // clang-format off
     const std::tuple<const char*, int, Date, std::optional<Date>> cases[] = {
-        {"m", 1, {2026, 1, 31}, Date{2026, 2, 28}},
-        {"m", 1, {2024, 1, 31}, Date{2024, 2, 29}},
-        {"m", 12, {2026, 12, 15}, Date{2027, 12, 15}},
-        {"M", -1, {2026, 1, 15}, Date{2025, 12, 15}},
-        {"q", 1, {2026, 11, 30}, Date{2027, 2, 28}},
-        {"yyyy", 1, {2024, 2, 29}, Date{2025, 2, 28}},
-        {"ww", 1, {2026, 12, 28}, Date{2027, 1, 4}},
-        {"d", 1, {2024, 2, 28}, Date{2024, 2, 29}},
-        {"m", 1, {9999, 11, 30}, Date{9999, 12, 30}},
-        {"x", 1, {2026, 1, 1}, std::nullopt},
-        {"m", 1, {}, std::nullopt},
-        {"m", 1, {9999, 12, 1}, std::nullopt},
+        {"m", 1, {2026, 1, 31}, Date{2026, 2, 28}}, {"m", 1, {2024, 1, 31}, Date{2024, 2, 29}},
+        {"m", 12, {2026, 12, 15}, Date{2027, 12, 15}}, {"M", -1, {2026, 1, 15}, Date{2025, 12, 15}},
+        {"q", 1, {2026, 11, 30}, Date{2027, 2, 28}}, {"yyyy", 1, {2024, 2, 29}, Date{2025, 2, 28}},
+        {"ww", 1, {2026, 12, 28}, Date{2027, 1, 4}}, {"d", 1, {2024, 2, 28}, Date{2024, 2, 29}},
+        {"m", 1, {9999, 11, 30}, Date{9999, 12, 30}}, {"x", 1, {2026, 1, 1}, std::nullopt},
+        {"m", 1, {}, std::nullopt}, {"m", 1, {9999, 12, 1}, std::nullopt},
         {"m", -1, {100, 1, 1}, std::nullopt}};
+    // clang-format on
     for (const auto& [interval, count, from, to] : cases) {
         EXPECT_EQ(AddInterval(interval, count, from), to) << interval << count << " " << from.year;
     }

@@ -58,7 +58,9 @@ TEST_F(SafetyCopyTest, ListsNewestFirstAndPruningKeepsTheNewestWithTheirVersionF
         std::string error;
         ASSERT_TRUE(safety::MakeSafetyCopy(dbFile, op, At(h, m, s), copy, error)) << error;
     }
-    testsupport::WriteFile(dir / "SafetyCopies" / "notes.txt", "not a copy");
+    // Files of the user's own that only look like copies are never listed, so never pruned.
+    for (const char* other : {"notes.txt", "Ketrova-2026-11-23-09x000-before-upgrade.mdb"})
+        testsupport::WriteFile(dir / "SafetyCopies" / other, "not a copy");
     std::vector<std::string> names;
     for (const auto& c : safety::ListSafetyCopies(dbFile))
         names.push_back(c.name + " " + c.operation);
@@ -78,6 +80,7 @@ TEST_F(SafetyCopyTest, ListsNewestFirstAndPruningKeepsTheNewestWithTheirVersionF
     EXPECT_FALSE(fs::exists(dir / "SafetyCopies/Ketrova-2026-11-23-070000-before-upgrade.Version"));
     EXPECT_TRUE(fs::exists(kept.back().versionPath));
     EXPECT_TRUE(fs::exists(dir / "SafetyCopies" / "notes.txt"));
+    EXPECT_TRUE(fs::exists(dir / "SafetyCopies" / "Ketrova-2026-11-23-09x000-before-upgrade.mdb"));
 }
 
 TEST_F(SafetyCopyTest, ASecondRunIsRefusedAndTheOtherHolderIsNamed) {

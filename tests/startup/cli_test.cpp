@@ -58,7 +58,6 @@ TEST(CliStartup, ModeAndLocateShowTheSettingsTheDatabaseAndWhatOpens) {
                                  "{ } DB Existing Version   : 10\nDBStatus = 0\n"));
     // A newer database opens no wizard that could change it.
     EXPECT_EQ(cli.Run("mode --altdb branch2").exitCode, 1);
-    EXPECT_EQ(cli.Run("locate --no-such-option").exitCode, 2);
 }
 
 // Without a registered folder a database name would be relative to wherever
