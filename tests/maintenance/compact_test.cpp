@@ -26,7 +26,7 @@ void MakeTinyDatabase(const std::string& file) {
 }
 
 // Spoils the compacted copy when the first pass hands over to the window
-// events, as a disk that garbles what it was given would.
+// events, as a disk that garbles what it was given would; notes the busy pointer.
 class SpoilCopyUi : public util::UiServices {
 public:
     SpoilCopyUi(std::string copy, bool active) : copy_(std::move(copy)), active_(active) {}
@@ -35,6 +35,8 @@ public:
             testsupport::WriteFile(copy_, std::string(8192, 'x'));
         }
     }
+    void SetBusy(bool on) override { busy.push_back(on); }
+    std::vector<bool> busy;
 
 private:
     std::string copy_;
@@ -114,7 +116,9 @@ TEST_F(CompactTest, CompactsBesideTheDatabaseAndKeepsTheOriginalAsASafetyCopy) {
     const std::string before = testsupport::ReadFile(dbFile);
     const int32_t oldKB = static_cast<int32_t>(before.size() / 1024);
 
-    ASSERT_TRUE(Compact()) << message;
+    SpoilCopyUi watch("", false);
+    ASSERT_TRUE(Compact(watch)) << message;
+    EXPECT_EQ(watch.busy, (std::vector<bool>{true, false}));
 
     const int32_t newKB = static_cast<int32_t>(fs::file_size(dbFile) / 1024);
     EXPECT_LT(newKB * 4, oldKB);

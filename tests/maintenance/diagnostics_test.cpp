@@ -321,6 +321,8 @@ TEST(WindowLines, TitlesAreCutAndPaddedLikeTheSystemsBuffer) {
         EXPECT_EQ(lines[0].substr(32), c.shown);
     }
     EXPECT_TRUE(maintenance::WindowLines({{3, std::string("\0hidden", 7)}}).empty());
+    // Windows of one handle stay in the order the system listed them.
+    EXPECT_EQ(maintenance::WindowLines({{5, "first"}, {5, "second"}})[0].substr(32, 5), "first");
 }
 
 } // namespace
