@@ -4,8 +4,6 @@
 #include "maint_fixture.h"
 #include "support/cli_run.h"
 
-#include "startup/registry.h"
-
 #include <filesystem>
 
 namespace {
@@ -13,26 +11,16 @@ namespace {
 namespace fs = std::filesystem;
 using testsupport::ReadFile;
 
-TEST(MaintenanceCommands, PrintWhatTheyDidAndLogIt) {
-    testsupport::TempDir dir;
-    for (const char* sub : {"home", "data", "tmp"}) {
-        fs::create_directory(dir / sub);
-    }
-    const std::string home = dir.str() + "home/", data = dir.str() + "data/";
-    // A current database with one stray rent-log row, registered as "Default".
-    platform::RegistryStore reg(dir.str() + "registry.reg");
-    startup::RegWriteString(reg, startup::DatabasesKey, "Default", data);
-    std::string error;
-    ASSERT_TRUE(db::CreateDatabaseFile(data + "Ketrova.mdb", error)) << error;
-    {
-        db::Connection c;
-        c.Open(data + "Ketrova.mdb");
-        c.Execute("CREATE TABLE Lease (IdLease INTEGER)");
-        c.Execute("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER, Memo VARCHAR(20))");
-        c.Execute("INSERT INTO Lease VALUES (1)");
-        c.Execute("INSERT INTO RentLog VALUES (1, 1, 'Jan'), (2, 4, 'stray')");
-    }
-    testsupport::WriteFile(data + "Version", "9\r\n");
+using MaintenanceCommands = mainttest::CliTest;
+
+TEST_F(MaintenanceCommands, PrintWhatTheyDidAndLogIt) {
+    // One stray rent-log row.
+    connection.Execute("CREATE TABLE Lease (IdLease INTEGER)");
+    connection.Execute(
+        "CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER, Memo VARCHAR(20))");
+    connection.Execute("INSERT INTO Lease VALUES (1)");
+    connection.Execute("INSERT INTO RentLog VALUES (1, 1, 'Jan'), (2, 4, 'stray')");
+    connection.Close();
 
     const struct {
         const char* args;

@@ -3,6 +3,10 @@
 // back line by line as the maintenance reports are checked.
 
 #include "db/db_fixture.h"
+#include "startup/registry.h"
+#include "support/temp_dir.h"
+
+#include <filesystem>
 
 #include <string>
 #include <vector>
@@ -29,6 +33,26 @@ class MaintTest : public dbtest::DbTest {
 protected:
     // The log's lines so far; also after the log was closed.
     std::vector<std::string> LogLines() { return SplitLines(Log()); }
+};
+
+// For ostrand-cli runs: a program folder and a current database in a data
+// folder registered as "Default", open on `connection` until the test closes it.
+class CliTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* sub : {"home", "data", "tmp"}) {
+            std::filesystem::create_directory(dir / sub);
+        }
+        platform::RegistryStore reg(dir.str() + "registry.reg");
+        startup::RegWriteString(reg, startup::DatabasesKey, "Default", data);
+        std::string error;
+        ASSERT_TRUE(db::CreateDatabaseFile(data + "Ketrova.mdb", error)) << error;
+        testsupport::WriteFile(data + "Version", "9\r\n");
+        connection.Open(data + "Ketrova.mdb");
+    }
+    testsupport::TempDir dir;
+    const std::string home = dir.str() + "home/", data = dir.str() + "data/";
+    db::Connection connection;
 };
 
 } // namespace mainttest

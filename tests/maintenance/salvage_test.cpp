@@ -6,7 +6,6 @@
 #include "maint_fixture.h"
 #include "maintenance/salvage.h"
 #include "safety/safety_copy.h"
-#include "startup/registry.h"
 #include "support/cli_run.h"
 
 #include <filesystem>
@@ -134,20 +133,11 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
     }
 }
 
-TEST(SalvageCommand, NeverWritesOverAFileAndReplacesOnlyWithASafetyCopy) {
-    testsupport::TempDir dir;
-    fs::create_directories(dir / "home");
-    fs::create_directories(dir / "data");
-    const std::string data = dir.str() + "data/";
-    std::string error;
-    ASSERT_TRUE(db::CreateDatabaseFile(data + "Ketrova.mdb", error)) << error;
-    {
-        db::Connection c;
-        c.Open(data + "Ketrova.mdb");
-        Fill(c);
-    }
-    platform::RegistryStore reg(dir.str() + "registry.reg");
-    startup::RegWriteString(reg, startup::DatabasesKey, "Default", data);
+using SalvageCommand = mainttest::CliTest;
+
+TEST_F(SalvageCommand, NeverWritesOverAFileAndReplacesOnlyWithASafetyCopy) {
+    Fill(connection);
+    connection.Close();
     const std::string counts = "RentLog\t30000\t30000\nLease\t2\t2\n";
 
     auto r = testsupport::RunCli(dir.str(), "salvage");

@@ -2,7 +2,6 @@
 
 #include "maintenance/table_check.h"
 
-#include <algorithm>
 #include <fstream>
 
 namespace {
@@ -72,31 +71,6 @@ TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
     // Untouched rows and the engine-like table keep what they had.
     EXPECT_EQ(Scalar("SELECT Since FROM Unit WHERE IdUnit = 1").AsText(), "2020-01-01");
     EXPECT_TRUE(Scalar("SELECT Id FROM MSysObjects").IsNull());
-}
-
-TEST_F(TableCheckTest, WritesEachChangedRowOnceAndLeavesCleanRowsAlone) {
-    Exec("CREATE TABLE RentLog (IdRentLog INTEGER, IdLease INTEGER, Amount DOUBLE, "
-         "Memo VARCHAR(50))");
-    Exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) "
-         "INSERT INTO RentLog SELECT i, i % 50, CASE WHEN i % 100 = 0 THEN NULL ELSE i END, "
-         "CASE WHEN i % 100 = 0 THEN NULL ELSE 'paid' END FROM n");
-    Exec("CREATE TEMP TABLE Writes (n INTEGER)");
-    Exec("INSERT INTO Writes VALUES (0)");
-    Exec("CREATE TEMP TRIGGER CountWrites AFTER UPDATE ON main.RentLog "
-         "BEGIN UPDATE Writes SET n = n + 1; END");
-
-    EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
-
-    // 50 rows hold two NULLs each: 50 writes, 100 lines.
-    EXPECT_EQ(Scalar("SELECT n FROM Writes").AsInt(), 50);
-    const auto lines = LogLines();
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "{*} NULL value detected in field Amount"),
-              50);
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "{*} NULL value detected in field Memo"), 50);
-    EXPECT_EQ(Scalar("SELECT count(*) FROM RentLog WHERE Amount IS NULL OR Memo IS NULL").AsInt(),
-              0);
-    EXPECT_EQ(Scalar("SELECT sum(Amount) FROM RentLog").AsInt(),
-              5000 * 5001 / 2 - 100 * (50 * 51 / 2));
 }
 
 TEST_F(TableCheckTest, ADamagedTableIsReportedAndTheOthersAreStillChecked) {

@@ -43,9 +43,8 @@ public:
         answers.pop_front();
         return a;
     }
-    std::optional<std::string> BrowseFolder(QWidget*, const std::string& title,
+    std::optional<std::string> BrowseFolder(QWidget*, const std::string&,
                                             const std::string&) override {
-        folderTitles.push_back(title);
         return folderAnswer;
     }
     std::optional<std::string> ChooseOpenFile(QWidget*, const std::string&, const std::string&,
@@ -54,21 +53,19 @@ public:
     }
     std::optional<std::string> ChooseSaveFile(QWidget*, const std::string&,
                                               const std::string&) override {
-        return saveAnswer;
+        return std::nullopt;
     }
 
     std::function<void()> onEvents;
     std::deque<util::Answer> answers;
     std::vector<AskedBox> boxes;
-    std::vector<std::string> folderTitles;
-    std::optional<std::string> folderAnswer, openAnswer, saveAnswer;
+    std::optional<std::string> folderAnswer, openAnswer;
     std::vector<std::string> opened; // what went to the desktop's viewer
-    bool viewerTakes = true;         // false: no viewer on this desktop
 
 protected:
     bool LaunchViewer(const std::string& path) override {
         opened.push_back(path);
-        return viewerTakes;
+        return true;
     }
 };
 

@@ -55,17 +55,21 @@ protected:
     }
 
     // Presses the action button to start the page's work. Each time the work
-    // lets events through, no button of `w` can be pressed, and `also` looks
-    // at whatever else; afterwards the run log is closed. How often the work
-    // let events through.
+    // lets events through, no button of `w` can be pressed, Esc and closing
+    // leave it open, and `also` looks at whatever else; afterwards the run log
+    // is closed. How often the work let events through.
     int StartLocked(
         wizards::WizardWindow& w, std::function<void()> also = [] {}) {
         int locked = 0;
+        const bool shown = w.isVisible();
         ui.onEvents = [&] {
             ++locked;
             for (int i = 0; i < 4; ++i) {
                 EXPECT_FALSE(w.Button(i)->isEnabled()) << "button " << i << " during the run";
             }
+            QTest::keyClick(&w, Qt::Key_Escape);
+            w.close();
+            EXPECT_EQ(w.isVisible(), shown) << "closed during the run";
             also();
         };
         Press(w, wizards::WizardWindow::ActionButton);
