@@ -89,16 +89,14 @@ TEST_F(ShippedTemplate, HoldsEveryColumnThatMigrationsWrite) {
 }
 
 TEST_F(ShippedTemplate, TypesHoldWhatIsWrittenAndLinksAreIndexed) {
+    // clang-format off
     const std::tuple<const char*, int16_t, int32_t> kinds[] = {
-        {"Configuration.ShowAllAccounts", adBoolean, 0},
-        {"Configuration.NoteScoreTable", adVarWChar, 30},
-        {"Configuration.DocDirectory", adVarWChar, 255},
-        {"Mortgage.OrigRate", adDouble, 0},
-        {"Mortgage.CurrentPmt", adCurrency, 0},
-        {"Mortgage.xPri", adLongVarWChar, 0},
-        {"Mortgage.FirstDue", adVarWChar, 10},
-        {"Lease.Pets", adBoolean, 0},
+        {"Configuration.ShowAllAccounts", adBoolean, 0}, {"Configuration.NoteScoreTable", adVarWChar, 30},
+        {"Configuration.DocDirectory", adVarWChar, 255}, {"Mortgage.OrigRate", adDouble, 0},
+        {"Mortgage.CurrentPmt", adCurrency, 0}, {"Mortgage.xPri", adLongVarWChar, 0},
+        {"Mortgage.FirstDue", adVarWChar, 10}, {"Lease.Pets", adBoolean, 0},
         {"Building.GasAvaliable", adBoolean, 0}};
+    // clang-format on
     for (const auto& [key, type, leastSize] : kinds) {
         ASSERT_NE(Get(key), nullptr) << key;
         EXPECT_EQ(Get(key)->DataType, type) << key;
