@@ -59,7 +59,8 @@ TEST_F(SafetyCopyTest, ListsNewestFirstAndPruningKeepsTheNewestWithTheirVersionF
         ASSERT_TRUE(safety::MakeSafetyCopy(dbFile, op, At(h, m, s), copy, error)) << error;
     }
     // Files of the user's own that only look like copies are never listed, so never pruned.
-    for (const char* other : {"notes.txt", "Ketrova-2026-11-23-09x000-before-upgrade.mdb"})
+    for (const char* other : {"notes.txt", "Ketrova-2026-11-23-09x000-before-upgrade.mdb",
+                              "Ketrova-2026-11-23-090000-before--3.mdb"})
         testsupport::WriteFile(dir / "SafetyCopies" / other, "not a copy");
     std::vector<std::string> names;
     for (const auto& c : safety::ListSafetyCopies(dbFile))
