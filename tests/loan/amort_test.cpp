@@ -102,6 +102,10 @@ TEST_F(AmortTest, CreateRefusesTermsItCannotSchedule) {
         EXPECT_EQ(amort.DataString(), before);
     }
     EXPECT_TRUE(ui.texts.empty());
+    // One period is a loan: paid back with a month's interest.
+    ASSERT_TRUE(amort.CreateAmortization(1000, 12, 1, {2026, 7, 1}, 0, false, "m"));
+    EXPECT_EQ(std::make_tuple(amort.PeriodCount(), amort.Period(1).Payment),
+              std::make_tuple(1, 1010.0f));
     cShared_Amort none; // nothing built: every figure is 0
     EXPECT_EQ(std::make_tuple(none.CurrentPmt().tenThousandths, none.CurrentIPmt().tenThousandths,
                               none.PayOff(), none.DueDate(), none.xRate(), none.DataString()),
