@@ -16,7 +16,7 @@ TEST(KernelRelease, TakesTheFirstThreeNumbers) {
         {"6.1.0-18-amd64", 6, 1, 0}, {"5.15.146.1-microsoft", 5, 15, 146},
         {"4.19", 4, 19, 0},          {"6.8.0rc3", 6, 8, 0},
         {"6-1.2", 6, 0, 0},          {"", 0, 0, 0},
-        {"linux", 0, 0, 0}};
+        {"linux", 0, 0, 0},          {"6..3", 6, 0, 0}};
     for (const auto& [release, major, minor, build] : cases) {
         int32_t got[3] = {-1, -1, -1};
         platform::ParseKernelRelease(release, got[0], got[1], got[2]);
