@@ -1,6 +1,8 @@
+#include "platform/disk.h"
 #include "platform/process.h"
 #include "platform/temp_file.h"
 #include "platform/volume.h"
+#include "support/machine.h"
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
@@ -136,4 +138,18 @@ TEST(Process, OpenDocumentTellsWhetherTheOpenerTookTheDocument) {
     opener("sleep 5");
     EXPECT_TRUE(OpenDocument(dir.str() + "report.log", std::chrono::milliseconds(0)));
     EXPECT_FALSE(OpenDocument(""));
+}
+
+// A copy that meets a full disk says so and ends: it must neither report a
+// whole copy nor keep retrying the write.
+TEST(Disk, ACopyOntoAFullDiskFailsAndSaysWhere) {
+    TempDir dir;
+    WriteFile(dir / "big", std::string(64 * 1024, 'x'));
+    std::string error;
+    {
+        testsupport::FullDiskAt full(4096);
+        EXPECT_FALSE(CopyFileDurably(dir.str() + "big", dir.str() + "copy", error));
+    }
+    EXPECT_NE(error.find(dir.str() + "copy"), std::string::npos) << error;
+    EXPECT_TRUE(CopyFileDurably(dir.str() + "big", dir.str() + "copy2", error)) << error;
 }
