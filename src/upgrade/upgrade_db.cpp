@@ -190,10 +190,13 @@ bool DatabaseUpgradeSteps::OpenDatabase() {
     // Nothing depends on the working copy until it has been checked and
     // forced to the disk as a whole, so the conversion waits for no disk
     // sync. The journal stays: a statement the database refuses half way
-    // must still be undone, or the copy would keep half of it.
+    // must still be undone, or the copy would keep half of it. It stays on
+    // the disk, not in memory: rebuilding a table journals pages in
+    // proportion to the table, so a journal in memory grew with the database
+    // (210 MB on a 300 MB one) where on the disk it costs no more time.
     try {
         connection_.Execute("PRAGMA synchronous = OFF");
-        connection_.Execute("PRAGMA journal_mode = MEMORY");
+        connection_.Execute("PRAGMA journal_mode = TRUNCATE");
     } catch (const std::exception& e) {
         return Refuse(std::string("The working copy cannot be set up: ") + e.what());
     }
