@@ -33,8 +33,8 @@ struct UpgradeCommand {
         platform::RegistryStore reg(dir.str() + "registry.reg");
         startup::RegWriteString(reg, startup::DatabasesKey, "Default", dir.str() + "data/");
     }
-    testsupport::CliResult Run(const std::string& args = "") const {
-        return testsupport::RunCli(dir.str(), "upgrade " + args, "TMPDIR='" + dir.str() + "tmp'");
+    testsupport::CliResult Run() const {
+        return testsupport::RunCli(dir.str(), "upgrade", "TMPDIR='" + dir.str() + "tmp'");
     }
 };
 
@@ -71,7 +71,6 @@ TEST(UpgradeCommand, AFailedRunExitsWithOneAndLeavesTheDatabaseAsItWas) {
         {"newer database", "is version 12, newer than version 9,"},
         {"another Ostrand", "Another Ostrand is working on "},
         {"another program has it open", " is open in "},
-        {"--altdb Branch2", "Branch2"},
     };
     for (const auto& [what, said] : cases) {
         SCOPED_TRACE(what);
@@ -89,15 +88,15 @@ TEST(UpgradeCommand, AFailedRunExitsWithOneAndLeavesTheDatabaseAsItWas) {
         if (what == "another program has it open")
             holder.emplace(u.db);
         const std::string before = ReadFile(u.db), version = ReadFile(u.dir / "data/Version");
-        testsupport::CliResult r = u.Run(what.starts_with("--") ? what : "");
+        testsupport::CliResult r = u.Run();
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.out, what.starts_with("--") ? "" : "Database upgrade failed.\n");
+        EXPECT_EQ(r.out, "Database upgrade failed.\n");
         EXPECT_NE(r.err.find(said), std::string::npos) << r.err;
         EXPECT_TRUE(ReadFile(u.db) == before);
         EXPECT_EQ(ReadFile(u.dir / "data/Version"), version);
         EXPECT_TRUE(safety::ListSafetyCopies(u.db).empty());
         EXPECT_TRUE(fs::is_empty(u.dir / "tmp"));
         EXPECT_EQ(fs::exists(u.db + ".upgrading"), what == "another Ostrand");
-        EXPECT_EQ(fs::exists(u.dir / "home/Ostrand.log"), !r.out.empty());
+        EXPECT_TRUE(fs::exists(u.dir / "home/Ostrand.log"));
     }
 }

@@ -6,7 +6,6 @@
 #include "loan/amort.h"
 #include "startup/run_settings.h"
 
-#include <cstdio>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -18,12 +17,6 @@ namespace {
 
 std::string N(long long v) {
     return std::to_string(v);
-}
-
-std::string Single(double v) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "%.7g", static_cast<double>(static_cast<float>(v)));
-    return buf;
 }
 
 // Rows 1..count as the driving set of a generated INSERT ... SELECT.
@@ -218,14 +211,14 @@ void FillVersion6To8(db::Connection& c) {
 
 void FillMortgages(db::Connection& c, const Population& p, const char* linkColumn) {
     for (int k = 1; k <= p.mortgages; ++k) {
-        const double pv = 100000 + 1000 * k;
-        const double rate = 6.5 + 0.25 * (k % 4);
+        const int pv = 100000 + 1000 * k;
+        const double rate = 6.5 + 0.25 * (k % 4);  // a Single holds these exactly
         const int balloon = (k % 2 == 1) ? 0 : 60; // the first has no balloon
         c.Execute(std::string("INSERT INTO Mortgage (IdMortgage, ") + linkColumn +
                   ", IdAccount, Description, PV, T, i, Payment, InterestOnly, Balloon, "
                   "PrePayPenalty, Amortization) VALUES (" +
                   N(kFirstMortgage + k - 1) + ", " + N(1000 + (k - 1) % p.properties + 1) +
-                  ", 4003, 'Loan-" + N(k) + "', " + Single(pv) + ", 360, " + Single(rate) +
+                  ", 4003, 'Loan-" + N(k) + "', " + N(pv) + ", 360, " + std::to_string(rate) +
                   ", 650.25, " + (k % 3 == 0 ? "1" : "0") + ", " + N(balloon) + ", " +
                   (k % 2 == 0 ? "1" : "0") + ", '" +
                   ScheduleText(pv, rate, p.periods, 2 + k % 3, 250) + "')");
