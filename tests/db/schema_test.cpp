@@ -282,31 +282,3 @@ TEST_F(Schema, ObsoleteColumnsGoButATableKeepsItsLastOne) {
               std::string::npos);
     EXPECT_EQ(DistinctTables(lists.Database), std::vector<std::string>{"Property"});
 }
-
-TEST_F(Schema, RepairNullValuesByType) {
-    Exec("CREATE TABLE Mixed (I INTEGER, F DOUBLE, C CURRENCY, B BOOLEAN, T VARCHAR(10), "
-         "M MEMO TEXT, D DATETIME, S SMALLINT, W CHAR(2))");
-    Exec("INSERT INTO Mixed VALUES (NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL)");
-    Exec("INSERT INTO Mixed VALUES (5, 1.5, 2, 1, 'a', 'b', '7/1/2026', 3, 'xy')");
-    Recordset rs;
-    ASSERT_EQ(OpenRecordset("SELECT * FROM Mixed", rs, connection, false), 2);
-    EXPECT_EQ(RepairNullValues(rs, settings), 9);
-    rs.MoveNext();
-    EXPECT_EQ(RepairNullValues(rs, settings), 0);
-    rs.MoveNext();
-    EXPECT_EQ(RepairNullValues(rs, settings), 0); // at the end: nothing to do
-    rs.Close();
-
-    std::string expected;
-    for (const char* f : {"I", "F", "C", "B", "T", "M", "D", "S", "W"}) {
-        expected += std::string("{*} NULL value detected in field ") + f + "\r\n";
-    }
-    EXPECT_EQ(Log(), expected);
-    // Numbers and Booleans become 0, texts ""; dates and the types the suite
-    // never declares stay NULL, and a row without NULLs is untouched.
-    EXPECT_EQ(Scalar("SELECT quote(I) || quote(F) || quote(C) || quote(B) || quote(T) || quote(M) "
-                     "|| quote(D) || quote(S) || quote(W) FROM Mixed")
-                  .AsText(),
-              "00.000''''NULLNULLNULL");
-    EXPECT_EQ(Scalar("SELECT group_concat(T) FROM Mixed").AsText(), ",a");
-}
