@@ -6,8 +6,8 @@
 #include "startup/registry.h"
 #include "support/temp_dir.h"
 
+#include <algorithm>
 #include <filesystem>
-
 #include <string>
 #include <vector>
 
@@ -16,13 +16,8 @@ namespace mainttest {
 // The lines of a text ended by CR LF, without their ends.
 inline std::vector<std::string> SplitLines(const std::string& text) {
     std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find("\r\n", start);
-        if (end == std::string::npos) {
-            lines.push_back(text.substr(start));
-            break;
-        }
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find("\r\n", start), text.size());
         lines.push_back(text.substr(start, end - start));
         start = end + 2;
     }
@@ -33,6 +28,20 @@ class MaintTest : public dbtest::DbTest {
 protected:
     // The log's lines so far; also after the log was closed.
     std::vector<std::string> LogLines() { return SplitLines(Log()); }
+
+    // Garbles page `page` (counted from 1) of the database file as a failing
+    // disk would: all of it, or only what follows its header's first 8 bytes.
+    void SpoilPage(int64_t page, const std::string& over = "") {
+        constexpr size_t PageSize = 4096;
+        std::string bytes = testsupport::ReadFile(dbFile);
+        const size_t at = static_cast<size_t>(page - 1) * PageSize;
+        if (over.empty()) {
+            bytes.replace(at, PageSize, PageSize, '\x13');
+        } else {
+            bytes.replace(at + 8, over.size(), over);
+        }
+        testsupport::WriteFile(dbFile, bytes);
+    }
 };
 
 // For ostrand-cli runs: a program folder and a current database in a data

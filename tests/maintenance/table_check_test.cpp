@@ -2,8 +2,6 @@
 
 #include "maintenance/table_check.h"
 
-#include <fstream>
-
 namespace {
 
 using mainttest::MaintTest;
@@ -82,15 +80,9 @@ TEST_F(TableCheckTest, ADamagedTableIsReportedAndTheOthersAreStillChecked) {
          "INSERT INTO Broken SELECT i, printf('%.150c', 'x') FROM n");
     Exec("CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))");
     Exec("INSERT INTO Tenant VALUES (1, NULL)");
-    const int64_t pageSize = Scalar("PRAGMA page_size").AsInt();
     const int64_t root = Scalar("SELECT rootpage FROM sqlite_master WHERE name = 'Broken'").AsInt();
     connection.Close();
-    {
-        std::fstream f(dbFile, std::ios::in | std::ios::out | std::ios::binary);
-        f.seekp((root - 1) * pageSize);
-        const std::string garbage(static_cast<size_t>(pageSize), '\x5a');
-        f.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
-    }
+    SpoilPage(root);
     connection.Open(dbFile);
 
     EXPECT_FALSE(maintenance::CheckTables(settings, connection, ui));
