@@ -5,9 +5,11 @@
 #include "db/db_fixture.h"
 #include "startup/registry.h"
 #include "support/temp_dir.h"
+#include "util/services.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,34 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
     }
     return lines;
 }
+
+// Notes each box and the busy pointer, answers a question of OK and Cancel
+// with `answer`, and runs `onEvents` at each hand-over to the window events.
+class ScriptedUi : public util::UiServices {
+public:
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+                            const std::string& title) override {
+        boxes.push_back({text, buttons, icon, title});
+        return buttons == util::Buttons::OKCancel ? answer : util::Answer::OK;
+    }
+    void SetBusy(bool on) override { busy.push_back(on); }
+    void DoEvents() override {
+        if (onEvents) {
+            onEvents();
+        }
+    }
+
+    struct Box {
+        std::string text;
+        util::Buttons buttons;
+        util::Icon icon;
+        std::string title;
+    };
+    util::Answer answer = util::Answer::OK;
+    std::vector<Box> boxes;
+    std::vector<bool> busy;
+    std::function<void()> onEvents;
+};
 
 class MaintTest : public dbtest::DbTest {
 protected:
