@@ -187,8 +187,7 @@ TEST_F(DiagnosticsTest, LowDiskSpaceAsksFirstAndAReportThatCannotBeMadeSaysSo) {
         EXPECT_EQ(startup::MachineRegistry(s).KeyExists(
                       "HKEY_LOCAL_MACHINE\\SOFTWARE\\Ketrova\\Rentora\\ViewInfo"),
                   !c.written);
-        const std::string report = ReadFile(home + "Ostrand.log");
-        EXPECT_EQ(report == "previous run\r\n", !c.written);
+        EXPECT_EQ(ReadFile(home + "Ostrand.log") == "previous run\r\n", !c.written);
     }
     EXPECT_EQ(ui.boxes[0].icon, util::Icon::Critical);
     EXPECT_EQ(ui.boxes[0].text,
