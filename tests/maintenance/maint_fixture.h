@@ -5,9 +5,11 @@
 #include "db/db_fixture.h"
 #include "startup/registry.h"
 #include "support/temp_dir.h"
+#include "util/services.h"
 
+#include <algorithm>
 #include <filesystem>
-
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,23 +18,60 @@ namespace mainttest {
 // The lines of a text ended by CR LF, without their ends.
 inline std::vector<std::string> SplitLines(const std::string& text) {
     std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find("\r\n", start);
-        if (end == std::string::npos) {
-            lines.push_back(text.substr(start));
-            break;
-        }
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find("\r\n", start), text.size());
         lines.push_back(text.substr(start, end - start));
         start = end + 2;
     }
     return lines;
 }
 
+// Notes each box and the busy pointer, answers a question of OK and Cancel
+// with `answer`, and runs `onEvents` at each hand-over to the window events.
+class ScriptedUi : public util::UiServices {
+public:
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+                            const std::string& title) override {
+        boxes.push_back({text, buttons, icon, title});
+        return buttons == util::Buttons::OKCancel ? answer : util::Answer::OK;
+    }
+    void SetBusy(bool on) override { busy.push_back(on); }
+    void DoEvents() override {
+        if (onEvents) {
+            onEvents();
+        }
+    }
+
+    struct Box {
+        std::string text;
+        util::Buttons buttons;
+        util::Icon icon;
+        std::string title;
+    };
+    util::Answer answer = util::Answer::OK;
+    std::vector<Box> boxes;
+    std::vector<bool> busy;
+    std::function<void()> onEvents;
+};
+
 class MaintTest : public dbtest::DbTest {
 protected:
     // The log's lines so far; also after the log was closed.
     std::vector<std::string> LogLines() { return SplitLines(Log()); }
+
+    // Garbles page `page` (counted from 1) of the database file as a failing
+    // disk would: all of it, or only what follows its header's first 8 bytes.
+    void SpoilPage(int64_t page, const std::string& over = "") {
+        constexpr size_t PageSize = 4096;
+        std::string bytes = testsupport::ReadFile(dbFile);
+        const size_t at = static_cast<size_t>(page - 1) * PageSize;
+        if (over.empty()) {
+            bytes.replace(at, PageSize, PageSize, '\x13');
+        } else {
+            bytes.replace(at + 8, over.size(), over);
+        }
+        testsupport::WriteFile(dbFile, bytes);
+    }
 };
 
 // For ostrand-cli runs: a program folder and a current database in a data

@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 using testsupport::ReadFile;
 
 constexpr int Rows = 30000;
-constexpr int PageSize = 4096;
 
 // Rent-log rows of a hundred characters each: enough pages for the table's
 // tree to have a level of inner pages between its root and its leaves.
@@ -51,16 +50,6 @@ protected:
         Fill(connection);
     }
     int64_t Number(const std::string& sql) { return Scalar(sql).AsInt(); }
-    void Overwrite(int64_t page, const std::string& header) {
-        std::string bytes = ReadFile(dbFile);
-        const size_t at = static_cast<size_t>(page - 1) * PageSize;
-        if (header.empty()) {
-            bytes.replace(at, PageSize, PageSize, '\x13');
-        } else {
-            bytes.replace(at + 8, header.size(), header); // past the page's cell count
-        }
-        testsupport::WriteFile(dbFile, bytes);
-    }
 };
 
 TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
@@ -91,7 +80,7 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         testsupport::WriteFile(dbFile, pristine);
         const int64_t lost = Number(c.lost);
         if (!c.page.empty()) {
-            Overwrite(Number(c.page), c.header);
+            SpoilPage(Number(c.page), c.header);
         }
         const std::string damaged = ReadFile(dbFile);
         const std::string salvaged = dir.str() + "salvaged.mdb";

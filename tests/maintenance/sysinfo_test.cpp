@@ -80,8 +80,6 @@ TEST(SystemNames, EveryFamilyAtItsEdges) {
         SCOPED_TRACE(c.expected);
         EXPECT_EQ(c.name(c.v, c.productType), c.expected);
     }
-    EXPECT_EQ(maintenance::Windows98Name(Rec(1, 4, 0, 1998)), "No Windows 98 System");
-    EXPECT_EQ(maintenance::WindowsXPName(Rec(2, 5, 0, 2600)), "No Windows XP System");
     EXPECT_EQ(maintenance::PlatformTypeName(2), "Windows NT");
     EXPECT_EQ(maintenance::PlatformTypeName(4), "Unknown Platform Type");
     EXPECT_EQ(maintenance::ServicePackOf(Rec(2, 5, 0, 0, "Service Pack 10")), "1");

@@ -2,8 +2,6 @@
 
 #include "maintenance/table_check.h"
 
-#include <fstream>
-
 namespace {
 
 using mainttest::MaintTest;
@@ -11,16 +9,16 @@ using mainttest::MaintTest;
 class TableCheckTest : public MaintTest {
 protected:
     void MakeTables() {
-        Exec("CREATE TABLE Unit (IdUnit INTEGER, Name VARCHAR(50), Rent DOUBLE, "
-             "Vacant BOOLEAN NOT NULL DEFAULT 0, Since DATETIME, Notes MEMO)");
+        Exec("CREATE TABLE Unit (IdUnit INTEGER, Name VARCHAR(50), Rent DOUBLE, Vacant BOOLEAN, "
+             "Since DATETIME, Notes MEMO, Paid CURRENCY, Code CHAR(2))");
         Exec("CREATE TABLE Account (IdAccount INTEGER, Title VARCHAR(30))");
         Exec("CREATE TABLE Empty (IdEmpty INTEGER)");
         Exec("CREATE TABLE MSysObjects (Id INTEGER)");
         Exec("INSERT INTO MSysObjects VALUES (NULL)");
         Exec("INSERT INTO Account VALUES (1, 'Rent'), (2, 'Repairs')");
-        Exec("INSERT INTO Unit VALUES (1, 'A1', 500, 0, '2020-01-01', 'ok')");
-        Exec("INSERT INTO Unit VALUES (2, NULL, NULL, 1, NULL, NULL)");
-        Exec("INSERT INTO Unit VALUES (NULL, 'C3', 700, 0, '2021-05-05', 'ok')");
+        Exec("INSERT INTO Unit VALUES (1, 'A1', 500, 0, '2020-01-01', 'ok', 1, 'x')");
+        Exec("INSERT INTO Unit VALUES (2, NULL, NULL, NULL, NULL, NULL, NULL, NULL)");
+        Exec("INSERT INTO Unit VALUES (NULL, 'C3', 700, 0, '2021-05-05', 'ok', 2, 'y')");
     }
     util::UiServices ui;
 };
@@ -42,19 +40,22 @@ TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
     const std::vector<std::string> expected = {
         "{ } Database Table Name  : Account {2 fields, 2 records} ",
         "{ } Database Table Name  : Empty {1 fields, 0 records} ",
-        "{ } Database Table Name  : Unit {6 fields, 3 records} ",
+        "{ } Database Table Name  : Unit {8 fields, 3 records} ",
         "{*} NULL value detected in field Name",
         "{*} NULL value detected in field Rent",
+        "{*} NULL value detected in field Vacant",
         "{*} NULL value detected in field Since",
         "{*} NULL value detected in field Notes",
+        "{*} NULL value detected in field Paid",
+        "{*} NULL value detected in field Code",
         "{*} NULL value detected in field IdUnit",
     };
     TakenRepairs taken;
     EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui, &taken));
     EXPECT_EQ(LogLines(), expected);
-    // Handed over in the table's order, and nothing changed here; a date
-    // has no neutral value and is only logged.
-    EXPECT_EQ(taken.handed, "Unit.IdUnit Unit.Name Unit.Rent Unit.Notes ");
+    // Handed over in the table's order, and nothing changed here; a date or a
+    // type the suite never declares has no neutral value and is only logged.
+    EXPECT_EQ(taken.handed, "Unit.IdUnit Unit.Name Unit.Rent Unit.Vacant Unit.Notes Unit.Paid ");
     EXPECT_EQ(Scalar("SELECT count(*) FROM Unit WHERE Name IS NULL OR IdUnit IS NULL").AsInt(), 2);
 
     startup::CloseFile(settings.Files, settings.LogFileNo);
@@ -62,11 +63,11 @@ TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
     EXPECT_TRUE(maintenance::CheckTables(settings, connection, ui));
     EXPECT_EQ(LogLines(), expected);
 
-    // Numbers become 0 and texts "", a date has no neutral value and stays NULL.
-    EXPECT_EQ(Scalar("SELECT quote(Name) || quote(Rent) || quote(Since) || quote(Notes) "
-                     "FROM Unit WHERE IdUnit = 2")
+    // Numbers and Booleans become 0 and texts "", the rest stays NULL.
+    EXPECT_EQ(Scalar("SELECT quote(Name) || quote(Rent) || quote(Vacant) || quote(Since) || "
+                     "quote(Notes) || quote(Paid) || quote(Code) FROM Unit WHERE IdUnit = 2")
                   .AsText(),
-              "''0.0NULL''");
+              "''0.00NULL''0NULL");
     EXPECT_EQ(Scalar("SELECT count(*) FROM Unit WHERE IdUnit = 0 AND Name = 'C3'").AsInt(), 1);
     // Untouched rows and the engine-like table keep what they had.
     EXPECT_EQ(Scalar("SELECT Since FROM Unit WHERE IdUnit = 1").AsText(), "2020-01-01");
@@ -79,15 +80,9 @@ TEST_F(TableCheckTest, ADamagedTableIsReportedAndTheOthersAreStillChecked) {
          "INSERT INTO Broken SELECT i, printf('%.150c', 'x') FROM n");
     Exec("CREATE TABLE Tenant (IdTenant INTEGER, Name VARCHAR(50))");
     Exec("INSERT INTO Tenant VALUES (1, NULL)");
-    const int64_t pageSize = Scalar("PRAGMA page_size").AsInt();
     const int64_t root = Scalar("SELECT rootpage FROM sqlite_master WHERE name = 'Broken'").AsInt();
     connection.Close();
-    {
-        std::fstream f(dbFile, std::ios::in | std::ios::out | std::ios::binary);
-        f.seekp((root - 1) * pageSize);
-        const std::string garbage(static_cast<size_t>(pageSize), '\x5a');
-        f.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
-    }
+    SpoilPage(root);
     connection.Open(dbFile);
 
     EXPECT_FALSE(maintenance::CheckTables(settings, connection, ui));
