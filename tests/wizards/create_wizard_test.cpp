@@ -41,7 +41,6 @@ TEST_F(CreateWizardTest, CreatesTheDatabaseRegistersItAndStartsTheSuiteOnFinish)
     frmWizNew w(context);
     w.show();
     ExpectHelpPage(w, "create.html");
-    EXPECT_FALSE(w.Button(W::BackButton)->isEnabled());
     Choose(w, "optNewDB");
     EXPECT_EQ(Text<QLineEdit>(w, "txtNewPath").toStdString(), settings.AppPath + "db/");
     Press(w, W::ActionButton);
@@ -103,23 +102,6 @@ TEST_F(CreateWizardTest, AFolderThatCannotTakeTheDatabaseOrHoldsOneNeedsTheUsers
                               QString::fromStdString(settings.AppPath + "db/SafetyCopies/")));
 }
 
-TEST_F(CreateWizardTest, ConnectingNeedsAFolderThatHoldsTheDatabase) {
-    frmWizNew w(context);
-    w.show();
-    Choose(w, "optConnect");
-    EXPECT_EQ(Text<QLineEdit>(w, "txtConnectPath").toStdString(), settings.AppPath + "db");
-    EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled()); // db/ holds no database yet
-
-    const auto other = home / "Data";
-    std::filesystem::create_directory(other);
-    testsupport::WriteFile(other / "Ketrova.mdb", "");
-    ui.folderAnswer = other.string();
-    QTest::mouseClick(w.findChild<QPushButton*>("cmdChangeConnectPath"), Qt::LeftButton);
-    Press(w, W::ActionButton);
-    EXPECT_EQ(Registered(), other.string() + "/");
-    EXPECT_EQ(w.Tag(W::ActionButton), "FINISH_SUCCESS");
-}
-
 TEST_F(CreateWizardTest, AStoreThatCannotBeReadIsShownAndNoWayOnIsOpen) {
     testsupport::WriteFile(settings.RegistryFile, "[not a store at all");
     frmWizNew w(context);
@@ -152,7 +134,6 @@ TEST_F(CreateWizardTest, ImportsAWindowsDatabaseAndHandsAnOlderOneToTheUpgradeWi
     ASSERT_NE(upgrade, nullptr);
     EXPECT_TRUE(upgrade->isVisible());
     Press(*upgrade, W::ActionButton);
-    ExpectHelpPage(*upgrade, "upgrade.html");
     // A second run cannot start inside the first.
     EXPECT_GT(StartLocked(*upgrade, [&] { upgrade->RunCommand("RUNUPGRADE_2"); }), 10);
     EXPECT_EQ(Text<QLabel>(*upgrade, "lblCreateStatus"), "Database upgraded successfully.");

@@ -23,6 +23,7 @@ TEST_F(UpgradeWizardTest, AFailedUpgradeNamesItsCauseKeepsTheDatabaseAndStartsNo
     wizards::frmWizUpgrade w(context);
     w.show();
     w.RunCommand("RUNUPGRADE_1");
+    ExpectHelpPage(w, "upgrade.html");
     w.RunCommand("RUNUPGRADE_2");
     EXPECT_EQ(Text<QLabel>(w, "lblCreateStatus"), "Database upgrade failed.");
     EXPECT_EQ(testsupport::ReadFile(folder + "Ketrova.mdb"), before);
