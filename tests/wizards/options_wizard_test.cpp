@@ -64,13 +64,8 @@ TEST_F(OptionsWizardTest, PutsBackTheChosenSafetyCopy) {
     safety::SafetyCopy copy;
     std::string error;
     ASSERT_TRUE(safety::MakeSafetyCopy(settings.DBFile, "upgrade", clock, copy, error)) << error;
-    const auto leases = [&](const char* sql) {
-        db::Connection c;
-        c.Open(settings.DBFile);
-        return c.Scalar(sql).AsInt();
-    };
-    const int64_t before = leases("SELECT Count(*) FROM Lease");
-    leases("DELETE FROM Lease");
+    const int64_t before = Query(settings.DBFile, "SELECT Count(*) FROM Lease");
+    Query(settings.DBFile, "DELETE FROM Lease");
     frmWizOptions w(context);
     w.show();
     Choose(w, 3);
@@ -82,7 +77,7 @@ TEST_F(OptionsWizardTest, PutsBackTheChosenSafetyCopy) {
     EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled()) << "nothing chosen yet";
     list->setCurrentItem(list->topLevelItem(0));
     StartLocked(w);
-    EXPECT_EQ(leases("SELECT Count(*) FROM Lease"), before);
+    EXPECT_EQ(Query(settings.DBFile, "SELECT Count(*) FROM Lease"), before);
     const auto copies = safety::ListSafetyCopies(settings.DBFile);
     ASSERT_EQ(copies.size(), 2u);
     EXPECT_EQ(copies[0].operation, "put-back");
@@ -114,18 +109,13 @@ TEST_F(OptionsWizardTest, DiagnosticsWriteAndOpenTheReportAndRestoreOpensItsWind
 TEST_F(OptionsWizardTest, SalvagesADamagedDatabaseAndPutsItInPlaceWhenAsked) {
     EXPECT_FALSE(Shown(frmWizOptions(context), "optOptions_4")) << "offered for a sound one";
     // Rows of a table of their own, one of its leaf pages overwritten.
-    int64_t page = 0, pageSize = 0;
-    {
-        db::Connection c;
-        c.Open(settings.DBFile);
-        c.Execute("CREATE TABLE Notes (Id INTEGER PRIMARY KEY, Body TEXT)");
-        c.Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
-                  "INSERT INTO Notes SELECT i, printf('%0100d', i) FROM n");
-        page = c.Scalar("SELECT pageno FROM dbstat WHERE name = 'Notes' AND pagetype = 'leaf' "
-                        "LIMIT 1 OFFSET 5")
-                   .AsInt();
-        pageSize = c.Scalar("PRAGMA page_size").AsInt();
-    }
+    const std::string& db = settings.DBFile;
+    Query(db, "CREATE TABLE Notes (Id INTEGER PRIMARY KEY, Body TEXT)");
+    Query(db, "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
+              "INSERT INTO Notes SELECT i, printf('%0100d', i) FROM n");
+    const int64_t page = Query(db, "SELECT pageno FROM dbstat WHERE name = 'Notes' AND "
+                                   "pagetype = 'leaf' LIMIT 1 OFFSET 5");
+    const int64_t pageSize = Query(db, "PRAGMA page_size");
     std::string damaged = testsupport::ReadFile(settings.DBFile);
     damaged.replace((page - 1) * pageSize, pageSize, pageSize, '\x13');
     testsupport::WriteFile(settings.DBFile, damaged);

@@ -65,11 +65,6 @@ protected:
         }
         return nullptr;
     }
-    void PressTag(const char* tag) {
-        QPushButton* b = Tagged(tag);
-        ASSERT_TRUE(b && b->isEnabled()) << tag;
-        QTest::mouseClick(b, Qt::LeftButton);
-    }
 
     std::filesystem::path data;
     std::string archive;
@@ -80,10 +75,10 @@ protected:
 TEST_F(RestoreWindowTest, ListsTheSuitesArchivesAndNeedsOneWithATickedFileToRestore) {
     frmRestore& r = Open(false);
     ASSERT_EQ(r.ArchivePaths(), QStringList{QString::fromStdString(archive)});
-    PressTag("RESTORE");
+    r.RunCommand("RESTORE");
     r.SelectArchive(0);
     ASSERT_EQ(r.Entries().size(), 3u);
-    PressTag("RESTORE");
+    r.RunCommand("RESTORE");
     QTreeWidgetItem* lease = Node("lease.txt");
     ASSERT_TRUE(lease);
     // A file's details; a folder has none.
@@ -123,7 +118,7 @@ TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
         EXPECT_FALSE(Tagged("CANCEL")->isEnabled());
     };
     ui.answers = {util::Answer::Yes};
-    PressTag("RESTORE");
+    r.RunCommand("RESTORE");
     ui.onEvents = nullptr;
     EXPECT_GT(locked, 0);
     ASSERT_EQ(ui.boxes.size(), 2u);
@@ -147,7 +142,7 @@ TEST_F(RestoreWindowTest, ARedirectedDatabaseRestoreCanBecomeTheActiveDatabase) 
     r.findChild<QCheckBox*>("chkLinkDB")->setChecked(true);
     Node("Ketrova.mdb")->setCheckState(0, Qt::Checked);
     ui.answers = {util::Answer::Yes};
-    PressTag("RESTORE");
+    r.RunCommand("RESTORE");
     ASSERT_EQ(ui.boxes.size(), 2u);
     EXPECT_NE(ui.boxes[0].text.find("If database is restored it will be linked as the active"),
               std::string::npos);

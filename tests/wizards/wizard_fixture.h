@@ -78,6 +78,13 @@ protected:
         return locked;
     }
 
+    // Runs `sql` on the database at `file`; its first value as a number.
+    static int64_t Query(const std::string& file, const std::string& sql) {
+        db::Connection c;
+        c.Open(file);
+        return c.Scalar(sql).AsInt();
+    }
+
     // Help opens this window's own page, shipped with the program.
     void ExpectHelpPage(wizards::WizardWindow& w, const char* page) {
         const size_t before = ui.opened.size();
