@@ -55,8 +55,6 @@ TEST(WizardUiMessageBox, ShowsTitleTextButtonsAndIconAndReturnsThePress) {
          util::Answer::Yes, B::Yes},
         {util::Buttons::YesNoDefaultNo, util::Icon::Question, B::Yes | B::No, B::Question,
          B::NoButton, util::Answer::No, B::No},
-        {util::Buttons::OKCancel, util::Icon::Exclamation, B::Ok | B::Cancel, B::Warning,
-         B::NoButton, util::Answer::Cancel, B::NoButton},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(int(c.answer));
