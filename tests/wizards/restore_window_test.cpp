@@ -79,29 +79,18 @@ TEST_F(RestoreWindowTest, ListsTheSuitesArchivesAndNeedsOneWithATickedFileToRest
     r.SelectArchive(0);
     ASSERT_EQ(r.Entries().size(), 3u);
     r.RunCommand("RESTORE");
-    QTreeWidgetItem* lease = Node("lease.txt");
-    ASSERT_TRUE(lease);
-    // A file's details; a folder has none.
-    Tree()->setCurrentItem(lease);
-    r.ShowInfo();
-    Tree()->setCurrentItem(lease->parent());
-    r.ShowInfo();
     std::vector<std::string> said;
     for (const auto& box : ui.boxes) {
-        said.push_back(box.title + ": " + box.text.substr(0, box.text.find('\n')));
+        said.push_back(box.title + ": " + box.text);
     }
     EXPECT_EQ(said,
               (std::vector<std::string>{"Select Archive: An archive file has not been selected.",
-                                        "No Files: No files were selected for restore.",
-                                        "Archived File Information: Selected File Details:"}));
-    EXPECT_NE(ui.boxes.back().text.find((data / "Docs" / "lease.txt").string() +
-                                        "\nSize  : 150,000 bytes\n"),
-              std::string::npos);
+                                        "No Files: No files were selected for restore."}));
 
     // Ticking a folder ticks what lies below it, and only that.
     Node("Version")->parent()->setCheckState(0, Qt::Checked);
     EXPECT_EQ(Node("Ketrova.mdb")->checkState(0), Qt::Checked);
-    EXPECT_EQ(lease->checkState(0), Qt::Unchecked);
+    EXPECT_EQ(Node("lease.txt")->checkState(0), Qt::Unchecked);
 }
 
 TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
@@ -123,8 +112,6 @@ TEST_F(RestoreWindowTest, RenameModeRestoresBesideBothExistingNames) {
     EXPECT_GT(locked, 0);
     ASSERT_EQ(ui.boxes.size(), 2u);
     EXPECT_EQ(ui.boxes[0].buttons, util::Buttons::YesNo);
-    EXPECT_NE(ui.boxes[0].text.find("Restored files will be renamed if file already exists."),
-              std::string::npos);
     EXPECT_NE(ui.boxes[1].text.find("Files successfully restored : 1"), std::string::npos);
     EXPECT_EQ(testsupport::ReadFile(lease), "newer lease");
     EXPECT_EQ(testsupport::ReadFile(lease.string() + ".restored"), "an earlier restore");
@@ -144,8 +131,6 @@ TEST_F(RestoreWindowTest, ARedirectedDatabaseRestoreCanBecomeTheActiveDatabase) 
     ui.answers = {util::Answer::Yes};
     r.RunCommand("RESTORE");
     ASSERT_EQ(ui.boxes.size(), 2u);
-    EXPECT_NE(ui.boxes[0].text.find("If database is restored it will be linked as the active"),
-              std::string::npos);
     EXPECT_NE(ui.boxes[0].text.find("Restore will be redirected to " + alt.string()),
               std::string::npos);
     // The stored path lands below the chosen folder, without its leading separator.
