@@ -3,14 +3,15 @@
 // own, and the registry store beside them.
 
 #include "safety/safety_copy.h"
-#include "startup/locator.h"
-#include "upgrade/old_databases.h"
 #include "wizard_fixture.h"
 #include "wizards/frm_wiz_new.h"
 #include "wizards/frm_wiz_upgrade.h"
 
 #include <QLineEdit>
 #include <QRadioButton>
+
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -39,7 +40,7 @@ protected:
 
 TEST_F(CreateWizardTest, CreatesTheDatabaseRegistersItAndStartsTheSuiteOnFinish) {
     startup::ParseCommandLine(settings, "/altdb=second");
-    settings.AppStart = MarkerCommand();
+    settings.AppStart = "touch " + (home / "started").string(); // leaves a mark when it runs
     frmWizNew w(context);
     w.show();
     ExpectHelpPage(w, "create.html");
@@ -61,7 +62,10 @@ TEST_F(CreateWizardTest, CreatesTheDatabaseRegistersItAndStartsTheSuiteOnFinish)
               wizards::SuccessPageText("The Ketrova database is now ready for use.", ""));
     Press(w, W::ActionButton);
     EXPECT_FALSE(w.isVisible());
-    EXPECT_TRUE(MarkerAppears(std::chrono::seconds(5)));
+    for (int i = 0; i < 250 && !std::filesystem::exists(home / "started"); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_TRUE(std::filesystem::exists(home / "started"));
 }
 
 TEST_F(CreateWizardTest, AFolderThatCannotTakeTheDatabaseOrHoldsOneNeedsTheUsersWord) {
@@ -196,10 +200,8 @@ TEST_F(CreateWizardTest, AnImportReplacesADatabaseOnlyAfterYesAndNamesItsCopyOrI
 using UpgradeWizardTest = wizardtest::WizardFixture;
 
 TEST_F(UpgradeWizardTest, AFailedUpgradeNamesItsCauseAndKeepsTheDatabase) {
+    InstallDatabase(4, false);
     const std::string folder = settings.AppPath + "db/";
-    upgradetest::BuildOldDatabase(folder, 4);
-    startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey, "Default",
-                            folder);
     ASSERT_EQ(startup::LocateDatabase(settings, 0), startup::DBNeedsUpgrade);
     std::filesystem::remove(home / "Ketrova.ddf"); // the upgrade stops at the template
     const std::string before = testsupport::ReadFile(folder + "Ketrova.mdb");

@@ -4,8 +4,6 @@
 #include "db/connection.h"
 #include "safety/replacement.h"
 #include "safety/safety_copy.h"
-#include "startup/locator.h"
-#include "upgrade/old_databases.h"
 #include "wizard_fixture.h"
 #include "wizards/frm_restore.h"
 #include "wizards/frm_wiz_options.h"
@@ -21,11 +19,7 @@ using W = wizards::WizardWindow;
 class OptionsWizardTest : public wizardtest::WizardFixture {
 protected:
     OptionsWizardTest() {
-        const std::string folder = settings.AppPath + "db/";
-        upgradetest::BuildOldDatabase(folder, 8);
-        EXPECT_TRUE(startup::WriteVersionFile(folder));
-        startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
-                                "Default", folder);
+        InstallDatabase(8, true);
         EXPECT_EQ(startup::LocateDatabase(settings, 0), startup::DBCurrent);
     }
     static bool Shown(const frmWizOptions& w, const char* name) {

@@ -19,13 +19,13 @@ TEST(OutcomePages, NameTheLogTheCauseAndTheSafetyCopy) {
     testsupport::TempDir home;
     startup::RunSettings settings;
     settings.AppPath = home.str();
-    const QString failed = wizards::FailureText("Failed.", "/opt/ketrova/");
-    EXPECT_EQ(failed, QString("Failed.\n\nA log has been created that can be used for "
-                              "troubleshooting the problem. Please contact ") +
-                          wizards::kSupportContact +
-                          " for assistance or you can view the log file called Ostrand.log "
-                          "located in the /opt/ketrova/ directory.");
     const QString here = wizards::FailureText("Failed.", home.str());
+    EXPECT_EQ(here, QString("Failed.\n\nA log has been created that can be used for "
+                            "troubleshooting the problem. Please contact ") +
+                        wizards::kSupportContact +
+                        " for assistance or you can view the log file called Ostrand.log "
+                        "located in the " +
+                        QString::fromStdString(home.str()) + " directory.");
     testsupport::WriteFile(home / "Ostrand.log", "{-} Step\r\n");
     EXPECT_EQ(wizards::FailurePageText("Failed.", settings, ""), here);
     testsupport::WriteFile(home / "Ostrand.log",
