@@ -1,24 +1,19 @@
 // The texts of the outcome pages every wizard shares, and the real message box
 // behind the UI services.
 
-#include "startup/run_settings.h"
-#include "support/temp_dir.h"
-#include "wizards/wizard_window.h"
+#include "wizard_fixture.h"
 
 #include <QApplication>
 #include <QMessageBox>
-#include <QPushButton>
-#include <QTest>
 #include <QTimer>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-TEST(OutcomePages, NameTheLogTheCauseAndTheSafetyCopy) {
-    testsupport::TempDir home;
-    startup::RunSettings settings;
-    settings.AppPath = home.str();
+using OutcomePages = wizardtest::WizardFixture;
+
+TEST_F(OutcomePages, NameTheLogTheCauseAndTheSafetyCopy) {
     const QString here = wizards::FailureText("Failed.", home.str());
     EXPECT_EQ(here, QString("Failed.\n\nA log has been created that can be used for "
                             "troubleshooting the problem. Please contact ") +

@@ -23,7 +23,11 @@ protected:
 
     enum class State { None, Current, Old };
 
+    // Anew for each case of a table.
     void Prepare(State state) {
+        std::filesystem::remove_all(home / "db");
+        std::filesystem::create_directory(home / "db");
+        std::filesystem::remove(home / "registry.reg");
         if (state != State::None) {
             InstallDatabase(8, state == State::Current);
         }
@@ -50,9 +54,6 @@ TEST_F(StartUpTest, EachDatabaseStateOpensItsWizardAndSwitchesOverrideIt) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.commandLine);
-        std::filesystem::remove_all(home / "db");
-        std::filesystem::create_directory(home / "db");
-        std::filesystem::remove(home / "registry.reg");
         Prepare(c.state);
         EXPECT_EQ(Opened(c.commandLine), c.opens);
     }
@@ -73,8 +74,6 @@ TEST_F(StartUpTest, AnInterruptedOperationIsDealtWithBeforeAnyWizardOpens) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        std::filesystem::remove_all(home / "db");
-        std::filesystem::create_directory(home / "db");
         Prepare(State::Current);
         const std::string db = settings.AppPath + "db/Ketrova.mdb";
         const int64_t leases = Query(db, "SELECT Count(*) FROM Lease");
