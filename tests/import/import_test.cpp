@@ -91,29 +91,21 @@ std::string AsExported(sqlite3_stmt* row, int i) {
 }
 
 TEST(JetValues, ConvertExactlyOrNotAtAll) {
-    const struct {
-        double days;
-        const char* text; // nullptr: no Windows date
-    } dates[] = {
+    const std::pair<double, std::optional<std::string>> dates[] = {
         {0, "12/30/1899"},
         {1.5, "12/31/1899 12:00:00 PM"},
         {-1.25, "12/29/1899 6:00:00 AM"}, // before 1900 the fraction still counts forward
         {44532.99999999, "12/3/2021"},    // a time that rounds to midnight is the next day
         {-657434, "1/1/100"},
         {2958465.75, "12/31/9999 6:00:00 PM"},
-        {-657435, nullptr},
-        {2958466, nullptr},
-        {NAN, nullptr},
+        {-657435, std::nullopt},
+        {2958466, std::nullopt},
+        {NAN, std::nullopt},
     };
-    for (const auto& c : dates) {
-        SCOPED_TRACE(c.days);
-        EXPECT_EQ(import::DateText(c.days),
-                  c.text ? std::optional<std::string>(c.text) : std::nullopt);
+    for (const auto& [days, text] : dates) {
+        EXPECT_EQ(import::DateText(days), text) << days;
     }
-    const struct {
-        const char* text;
-        std::optional<double> amount;
-    } amounts[] = {
+    const std::pair<const char*, std::optional<double>> amounts[] = {
         {"12.7500", 12.75},
         {"-1234.5600", -1234.56},
         {"0.0001", 0.0001},
@@ -122,9 +114,8 @@ TEST(JetValues, ConvertExactlyOrNotAtAll) {
         {"100000000000.0001", std::nullopt},
         {"1x.0000", std::nullopt},
     };
-    for (const auto& c : amounts) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(import::CurrencyValue(c.text), c.amount);
+    for (const auto& [text, amount] : amounts) {
+        EXPECT_EQ(import::CurrencyValue(text), amount) << text;
     }
     EXPECT_EQ(import::SingleValue(0.15f), 0.15);
 }
