@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -98,14 +99,33 @@ TEST_F(CreateDb, BuildsTheWholeDatabaseStepByStepKeepingTheOldOneAside) {
     EXPECT_EQ(ReadFile(dir / "data/Version"), "9\r\n");
 
     // Every template column (of its type and size) and index, nothing else.
+    // The shipped template indexes the links, keeps money, rates and
+    // schedules in their kinds, and has neither the old table nor the old
+    // mortgage columns, which the upgrade would convert again.
     db::SchemaLists lists;
     db::Connection c;
     ASSERT_TRUE(db::LoadTemplate(settings, lists, db::ActionNone));
     ASSERT_TRUE(db::OpenDB(settings, c, dir.str() + "data/Ketrova.mdb"));
     ASSERT_TRUE(db::ReadDBSchema(settings, c, lists) && db::CompareSchema(settings, lists));
     EXPECT_EQ(lists.Database.size(), lists.Template.size());
-    for (const auto& f : lists.Template)
-        EXPECT_EQ(f.Action, db::ActionNone) << f.TableName << "." << f.FieldName;
+    std::map<std::string, int16_t> types;
+    for (const auto& f : lists.Template) {
+        const std::string name = f.TableName + "." + f.FieldName;
+        EXPECT_EQ(f.Action, db::ActionNone) << name;
+        EXPECT_TRUE(f.Indexed || !f.FieldName.starts_with("Id") || f.FieldName == "IdConfig")
+            << name;
+        EXPECT_NE(f.TableName, "Property");
+        types[name] = f.DataType;
+    }
+    const std::pair<const char*, int16_t> kinds[] = {{"Mortgage.OrigRate", db::adDouble},
+                                                     {"Mortgage.CurrentPmt", db::adCurrency},
+                                                     {"Mortgage.xPri", db::adLongVarWChar},
+                                                     {"Lease.Pets", db::adBoolean}};
+    for (const auto& [key, type] : kinds)
+        EXPECT_EQ(types[key], type) << key;
+    for (const char* old :
+         {"PV", "T", "i", "Payment", "InterestOnly", "Balloon", "PrePayPenalty", "Amortization"})
+        EXPECT_FALSE(types.contains(std::string("Mortgage.") + old)) << old;
     EXPECT_EQ(c.Scalar("SELECT Count(*) FROM sqlite_master WHERE type = 'index' AND sql NOT NULL")
                   .AsInt(),
               std::count_if(lists.Template.begin(), lists.Template.end(),

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <set>
 
 using testsupport::ReadFile;
@@ -26,15 +27,11 @@ namespace {
 const std::string JetFiles = OSTRAND_SOURCE_DIR "/../shared/jet/";
 
 std::string Output(const std::string& command) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> p(::popen(command.c_str(), "r"), ::pclose);
     std::string out;
-    FILE* p = ::popen(command.c_str(), "r");
     char buf[4096];
-    for (size_t n; p && (n = std::fread(buf, 1, sizeof buf, p)) > 0;) {
+    for (size_t n; p && (n = std::fread(buf, 1, sizeof buf, p.get())) > 0;)
         out.append(buf, n);
-    }
-    if (p) {
-        ::pclose(p);
-    }
     return out;
 }
 
@@ -93,36 +90,22 @@ std::string AsExported(sqlite3_stmt* row, int i) {
     return text;
 }
 
-// Remembers whether the busy pointer is shown.
-struct BusyUi : util::UiServices {
-    void SetBusy(bool on) override { busy = on; }
-    bool busy = true;
-};
-
 TEST(JetValues, ConvertExactlyOrNotAtAll) {
-    const struct {
-        double days;
-        const char* text; // nullptr: no Windows date
-    } dates[] = {
+    const std::pair<double, std::optional<std::string>> dates[] = {
         {0, "12/30/1899"},
         {1.5, "12/31/1899 12:00:00 PM"},
         {-1.25, "12/29/1899 6:00:00 AM"}, // before 1900 the fraction still counts forward
         {44532.99999999, "12/3/2021"},    // a time that rounds to midnight is the next day
         {-657434, "1/1/100"},
         {2958465.75, "12/31/9999 6:00:00 PM"},
-        {-657435, nullptr},
-        {2958466, nullptr},
-        {NAN, nullptr},
+        {-657435, std::nullopt},
+        {2958466, std::nullopt},
+        {NAN, std::nullopt},
     };
-    for (const auto& c : dates) {
-        SCOPED_TRACE(c.days);
-        EXPECT_EQ(import::DateText(c.days),
-                  c.text ? std::optional<std::string>(c.text) : std::nullopt);
+    for (const auto& [days, text] : dates) {
+        EXPECT_EQ(import::DateText(days), text) << days;
     }
-    const struct {
-        const char* text;
-        std::optional<double> amount;
-    } amounts[] = {
+    const std::pair<const char*, std::optional<double>> amounts[] = {
         {"12.7500", 12.75},
         {"-1234.5600", -1234.56},
         {"0.0001", 0.0001},
@@ -131,9 +114,8 @@ TEST(JetValues, ConvertExactlyOrNotAtAll) {
         {"100000000000.0001", std::nullopt},
         {"1x.0000", std::nullopt},
     };
-    for (const auto& c : amounts) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(import::CurrencyValue(c.text), c.amount);
+    for (const auto& [text, amount] : amounts) {
+        EXPECT_EQ(import::CurrencyValue(text), amount) << text;
     }
     EXPECT_EQ(import::SingleValue(0.15f), 0.15);
 }
@@ -162,13 +144,12 @@ TEST(ImportJet, EveryTableReadsBackAsMdbExportShowsIt) {
         settings.AppPath = OSTRAND_BIN_DIR "/";
         db::Connection unused;
         util::NullProgress progress;
-        BusyUi ui;
+        util::UiServices ui;
         platform::FixedClock clock({});
         import::ImportOutcome outcome;
         ASSERT_TRUE(import::ImportJet(settings, unused, progress, ui, clock,
                                       {source, dir.str() + "out", false}, outcome))
             << outcome.Error;
-        EXPECT_FALSE(ui.busy); // the hourglass is cleared at the end
 
         db::Connection c;
         c.Open(dir.str() + "out/Ketrova.mdb");
@@ -219,11 +200,9 @@ protected:
     // leaves is hidden and holds nothing.
     std::set<std::string> OutFiles() const {
         std::set<std::string> names;
-        for (const auto& e : fs::directory_iterator(dir / "out")) {
-            if (e.path().filename().string() != ".Ketrova.mdb.lock") {
-                names.insert(e.path().filename().string());
-            }
-        }
+        for (const auto& e : fs::directory_iterator(dir / "out"))
+            names.insert(e.path().filename().string());
+        names.erase(".Ketrova.mdb.lock");
         return names;
     }
     TempDir dir;
