@@ -68,13 +68,11 @@ protected:
     std::string safetyCopy;
 };
 
+// A file that grew saves less than nothing.
 TEST(CompactionSummary, SizesAndSaving) {
-    // "#0" rounds, and "#,###" prints nothing for 0; a file that grew saves less than nothing.
-    EXPECT_EQ(maintenance::CompactionSummary(1234567, 0),
-              "Compression completed.\r\nOld file size: 1,234,567kb\r\nNew file size: kb\r\n"
-              "This realized a saving of 100%");
-    EXPECT_TRUE(maintenance::CompactionSummary(1000, 1100)
-                    .ends_with("1,100kb\r\nThis realized a saving of -10%"));
+    EXPECT_EQ(maintenance::CompactionSummary(1000, 1100),
+              "Compression completed.\r\nOld file size: 1,000kb\r\nNew file size: 1,100kb\r\n"
+              "This realized a saving of -10%");
 }
 
 TEST_F(CompactTest, CompactsBesideTheDatabaseAndKeepsTheOriginalAsASafetyCopy) {

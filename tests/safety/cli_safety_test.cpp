@@ -49,10 +49,6 @@ TEST_F(CliSafetyTest, ListsTheCopiesAndPutsOneBack) {
     EXPECT_EQ(r.out, "The safety copy " + copy.name +
                          " was put back.\nSafety copy: " + copies[0].path + "\n");
     EXPECT_EQ(Count(dbFile), 2);
-
-    r = Run("copies restore Ketrova-none.mdb");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.out, "The safety copy could not be put back.\n");
 }
 
 TEST_F(CliSafetyTest, AnInterruptedRunStopsEveryCommandOnTheDatabaseUntilRecovered) {

@@ -21,19 +21,7 @@ using safetytest::At;
 using testsupport::ReadFile;
 using testsupport::WriteFile;
 
-class RecoveryTest : public safetytest::SafetyTest {
-public:
-    // A checked replacement beside the held database, one tenant more.
-    std::string Replacement(safety::DatabaseHold& hold) {
-        const std::string w = dbFile + ".upgrading";
-        std::string error;
-        EXPECT_TRUE(hold.CopyTo(w, error)) << error;
-        db::Connection c;
-        c.Open(w);
-        c.Execute("INSERT INTO Tenant VALUES (3, 'Cy')");
-        return w;
-    }
-};
+using RecoveryTest = safetytest::SafetyTest;
 
 TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
     using Stage = std::function<void(RecoveryTest&, safety::OperationGuard&)>;
@@ -48,7 +36,13 @@ TEST_F(RecoveryTest, EachStageOfACutOffRunIsRecoveredToAWholeDatabase) {
             if (hold.Begin(t.dbFile, error) &&
                 safety::KeepDatabaseAside(t.dbFile, "upgrade", At(9, 0, 0), copy, error))
                 g.SetSafetyCopy(copy.path);
-            const std::string w = t.Replacement(hold);
+            // A checked replacement beside the held database, one tenant more.
+            const std::string w = t.dbFile + ".upgrading";
+            EXPECT_TRUE(hold.CopyTo(w, error)) << error;
+            db::Connection c;
+            c.Open(w);
+            c.Execute("INSERT INTO Tenant VALUES (3, 'Cy')");
+            c.Close();
             g.AddLeftover(w);
             g.SetReplacement(w, {safety::VersionChange::Kind::Write, 9});
             if (renamed)

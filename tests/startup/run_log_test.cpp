@@ -21,7 +21,6 @@ TEST(RunLog, ModesNumbersAndTheCauseAFailurePageShows) {
     for (const char* line : {"{*} Error 14 {/x}", "{*} Could not back up /x", "{-} Closing"})
         Log(s, line);
     CloseFile(s.Files, s.LogFileNo);
-    CloseFile(s.Files, s.LogFileNo); // closing twice is harmless
     // The freed number is handed out again; appending keeps what is there.
     ASSERT_EQ(s.LogFileNo = OpenLogFile(s.Files, path, 2, 0), 1);
     Log(s, "{ } appended");
