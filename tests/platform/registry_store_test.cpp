@@ -99,7 +99,7 @@ TEST(RegistryStore, DamagedLinesAreDroppedButEveryGoodKeySurvivesAWrite) {
                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Ketrova\\Bin]\r\n"
                              "\"Blob\"=hex:01,02,\\\r\n"
                              "  03,04\r\n"
-                             "\"After\"=dword:00000002\r\n");
+                             "\"After\" = dword:00000002\r\n");
     RegistryStore reg((dir / "r.reg").string());
     EXPECT_EQ(reg.ReadString(Databases, "Default"), "C:\\Ketrova\\db\\");
     EXPECT_EQ(reg.ReadString(Databases, ""), "the default value");
