@@ -228,8 +228,11 @@ struct TableCopy {
 // Copies what reads of one table from `source` into the new database `db`,
 // where the damaged database is attached as "damaged" too.
 //
-// A table that reads whole goes across in one statement, which the engine
-// carries out page by page without taking the rows apart. One that does not
+// A table that reads whole goes across in one statement, which takes each
+// row apart and builds it and its index entries again: copied as they lie
+// (the engine's shortcut for a plain "SELECT *"), a record spoiled in a page
+// that still reads would go across spoiled, the damaged file's indexes with
+// it, and the new database would fail its check at the end. One that does not
 // goes across in row-number order, in runs of rows that each take one
 // statement; a run that meets damage is undone by the engine (no statement
 // runs inside a transaction here, so an error of a damaged page ends nothing
@@ -249,9 +252,8 @@ public:
           indexes_(std::move(indexes)), ui_(ui) {}
 
     TableCopy Run() {
-        if (sqlite3_exec(
-                db_, ("INSERT INTO main." + quoted_ + " SELECT * FROM damaged." + quoted_).c_str(),
-                nullptr, nullptr, nullptr) == SQLITE_OK) {
+        PrepareRows();
+        if (sqlite3_exec(db_, wholeTable_.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) {
             result_.Rows = sqlite3_changes64(db_);
             return result_;
         }
@@ -270,7 +272,6 @@ public:
 
 private:
     void CopyByRows() {
-        PrepareRows();
         if (!seeking_) {
             InTransaction([&] { RowByRow(std::numeric_limits<int64_t>::max()); });
             return;
@@ -323,6 +324,11 @@ private:
                                    (seeking_ ? rowid + ", " : "") + list + ") VALUES (" +
                                    (seeking_ ? "?" : "") + marks.substr(seeking_ ? 0 : 2) + ")");
         width_ = static_cast<int>(columns.size()) + (seeking_ ? 1 : 0);
+        // Named columns (and a WHERE) keep the engine from copying the records
+        // as they lie; the row numbers go across as the other paths keep them.
+        const std::string kept = (seeking_ ? rowid + ", " : "") + list;
+        wholeTable_ = "INSERT INTO main." + quoted_ + " (" + kept + ") SELECT " + kept +
+                      " FROM damaged." + quoted_ + " WHERE 1";
     }
 
     // One run of rows in one statement; false when it met damage or a row
@@ -468,6 +474,7 @@ private:
     sqlite3* source_;
     std::string table_;
     std::string quoted_;
+    std::string wholeTable_;
     std::vector<const SchemaEntry*> indexes_;
     util::UiServices& ui_;
     TableCopy result_;

@@ -60,15 +60,21 @@ protected:
     std::vector<std::string> LogLines() { return SplitLines(Log()); }
 
     // Garbles page `page` (counted from 1) of the database file as a failing
-    // disk would: all of it, or only what follows its header's first 8 bytes.
-    void SpoilPage(int64_t page, const std::string& over = "") {
+    // disk would: all of it, only what follows its header's first 8 bytes,
+    // or, given a leaf's `cell`, that row's record, leaving a page that reads.
+    void SpoilPage(int64_t page, const std::string& over = "", int cell = -1) {
         constexpr size_t PageSize = 4096;
         std::string bytes = testsupport::ReadFile(dbFile);
         const size_t at = static_cast<size_t>(page - 1) * PageSize;
         if (over.empty()) {
             bytes.replace(at, PageSize, PageSize, '\x13');
-        } else {
+        } else if (cell < 0) {
             bytes.replace(at + 8, over.size(), over);
+        } else {
+            // The cell's pointer; in the cell, a length of 1 byte and a row number of 2.
+            const auto byte = [&](size_t i) { return static_cast<unsigned char>(bytes[at + i]); };
+            const size_t pointer = 8 + 2 * static_cast<size_t>(cell);
+            bytes.replace(at + (byte(pointer) << 8 | byte(pointer + 1)) + 3, over.size(), over);
         }
         testsupport::WriteFile(dbFile, bytes);
     }

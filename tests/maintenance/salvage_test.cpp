@@ -64,6 +64,7 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         std::string page; // the page overwritten; "" for none
         std::string lost;
         std::string header = ""; // written over the page's cell pointers; "" for all of it
+        int cell = -1;           // or over this cell's record
     } cases[] = {
         {"sound", "", "SELECT 0"},
         {"a leaf page overwritten", "SELECT pageno " + leaves + " LIMIT 1 OFFSET 40",
@@ -73,6 +74,9 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         {"a leaf page's cell pointers overwritten",
          "SELECT pageno " + leaves + " LIMIT 1 OFFSET 400",
          "SELECT ncell " + leaves + " LIMIT 1 OFFSET 400", GarbageCellPointers()},
+        // Copied as it lay, the record would spoil the new database.
+        {"a record spoiled in a leaf page that reads",
+         "SELECT pageno " + leaves + " LIMIT 1 OFFSET 40", "SELECT 1", std::string(4, '\xff'), 10},
     };
     const std::string pristine = ReadFile(dbFile);
     for (const auto& c : cases) {
@@ -80,7 +84,7 @@ TEST_F(SalvageTest, EveryRowOfTheUndamagedPagesComesBack) {
         testsupport::WriteFile(dbFile, pristine);
         const int64_t lost = Number(c.lost);
         if (!c.page.empty()) {
-            SpoilPage(Number(c.page), c.header);
+            SpoilPage(Number(c.page), c.header, c.cell);
         }
         const std::string damaged = ReadFile(dbFile);
         const std::string salvaged = dir.str() + "salvaged.mdb";
