@@ -252,8 +252,8 @@ public:
           indexes_(std::move(indexes)), ui_(ui) {}
 
     TableCopy Run() {
-        PrepareRows();
-        if (sqlite3_exec(db_, wholeTable_.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) {
+        const std::string wholeTable = PrepareRows();
+        if (sqlite3_exec(db_, wholeTable.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) {
             result_.Rows = sqlite3_changes64(db_);
             return result_;
         }
@@ -293,7 +293,8 @@ private:
         Exec(db_, "COMMIT");
     }
 
-    void PrepareRows() {
+    // Also gives the statement that copies the whole table at once.
+    std::string PrepareRows() {
         const std::vector<std::string> columns = WrittenColumns(source_, table_);
         std::string list;
         std::string marks;
@@ -327,8 +328,8 @@ private:
         // Named columns (and a WHERE) keep the engine from copying the records
         // as they lie; the row numbers go across as the other paths keep them.
         const std::string kept = (seeking_ ? rowid + ", " : "") + list;
-        wholeTable_ = "INSERT INTO main." + quoted_ + " (" + kept + ") SELECT " + kept +
-                      " FROM damaged." + quoted_ + " WHERE 1";
+        return "INSERT INTO main." + quoted_ + " (" + kept + ") SELECT " + kept + " FROM damaged." +
+               quoted_ + " WHERE 1";
     }
 
     // One run of rows in one statement; false when it met damage or a row
@@ -355,13 +356,7 @@ private:
         sqlite3_reset(last_.get());
         if (PlaceOf(probe_.get(), last) != Place::Found) {
             // Not inside a savepoint: an error of a damaged page would end it.
-            sqlite3_bind_int64(undo_.get(), 1, from_);
-            const int undone = sqlite3_step(undo_.get());
-            sqlite3_reset(undo_.get());
-            if (undone != SQLITE_DONE) {
-                throw db::Error(undone & 0xff,
-                                "writing table " + table_ + ": " + sqlite3_errmsg(db_));
-            }
+            WriteAt(undo_.get(), from_);
             result_.Rows -= sqlite3_changes64(db_) - copied; // rows kept by earlier passes
             return false;
         }
@@ -369,6 +364,17 @@ private:
         atEnd_ = copied < RowsPerRun || last == LastRowid;
         from_ = atEnd_ ? last : last + 1;
         return true;
+    }
+
+    // Runs a statement of the new table at row number `id`; its failure is
+    // no damage of the source, and ends the salvage.
+    void WriteAt(sqlite3_stmt* statement, int64_t id) {
+        sqlite3_bind_int64(statement, 1, id);
+        const int rc = sqlite3_step(statement);
+        sqlite3_reset(statement);
+        if (rc != SQLITE_DONE) {
+            throw db::Error(rc & 0xff, "writing table " + table_ + ": " + sqlite3_errmsg(db_));
+        }
     }
 
     // Copies row by row from `from_` until the table ends, its damage has
@@ -451,13 +457,7 @@ private:
             if (place == Place::Absent) {
                 astray_ = true;
                 if (copied) {
-                    sqlite3_bind_int64(drop_.get(), 1, id);
-                    const int rc = sqlite3_step(drop_.get());
-                    sqlite3_reset(drop_.get());
-                    if (rc != SQLITE_DONE) {
-                        throw db::Error(rc & 0xff,
-                                        "writing table " + table_ + ": " + sqlite3_errmsg(db_));
-                    }
+                    WriteAt(drop_.get(), id);
                     --result_.Rows;
                 } else {
                     --result_.Refused;
@@ -474,7 +474,6 @@ private:
     sqlite3* source_;
     std::string table_;
     std::string quoted_;
-    std::string wholeTable_;
     std::vector<const SchemaEntry*> indexes_;
     util::UiServices& ui_;
     TableCopy result_;
