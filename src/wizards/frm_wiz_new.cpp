@@ -232,8 +232,7 @@ void frmWizNew::CreateDB_2() {
                                    newFolder_, &kept_);
     });
     if (created) {
-        startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
-                                settings_.AltDB, newFolder_);
+        RecordDatabaseFolder(newFolder_);
     }
     ResetAll(false, true, false, FaceNext);
     SetTag(ActionButton, created ? "FINISH_SUCCESS" : "FINISH_FAILURE");
@@ -255,10 +254,14 @@ void frmWizNew::ConnectPathChanged() {
     Button(ActionButton)->setEnabled(util::FileExists(file));
 }
 
-void frmWizNew::MakeConnect() {
-    const std::string folder = util::AddBackslash(txtConnectPath_->text().toStdString());
+void frmWizNew::RecordDatabaseFolder(const std::string& folder) {
     startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
                             settings_.AltDB, folder);
+}
+
+void frmWizNew::MakeConnect() {
+    const std::string folder = util::AddBackslash(txtConnectPath_->text().toStdString());
+    RecordDatabaseFolder(folder);
     WarnIfOnNetworkShare(folder);
     ResetAll(false, true, true, FaceNext);
     SetTag(ActionButton, "FINISH_SUCCESS");
@@ -338,8 +341,7 @@ void frmWizNew::ImportDB_2() {
     kept_ = outcome.Kept;
     const bool older = imported && outcome.Version < startup::CurrentDBVersion;
     if (imported) {
-        startup::RegWriteString(startup::MachineRegistry(settings_), startup::DatabasesKey,
-                                settings_.AltDB, newFolder_);
+        RecordDatabaseFolder(newFolder_);
         // The database the upgrade wizard, and the suite, work on from now.
         settings_.DBPath = newFolder_;
         settings_.DBFile = newFolder_ + "Ketrova.mdb";

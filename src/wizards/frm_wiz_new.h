@@ -68,6 +68,8 @@ private:
     // database and, where one is there already, the user said Yes to
     // `replaceQuestion`; nothing when not, the user having been told why.
     std::optional<std::string> ChosenFolder(const QLineEdit* box, const QString& replaceQuestion);
+    // Records `folder` as the database of the run's --altdb name.
+    void RecordDatabaseFolder(const std::string& folder);
 
     WizardContext context_;
     std::string newFolder_;        // the checked folder of the creation or import, ending in "/"
