@@ -25,6 +25,7 @@ TEST(RegistryStore, WritesTheExportSyntaxAndReadsItBack) {
     RegistryStore reg((dir / "sub/registry.reg").string()); // the folder is made on first write
     ASSERT_TRUE(reg.WriteString(Databases, "Default", "C:\\Data\\ \"quoted\""));
     ASSERT_TRUE(reg.WriteDWord(Forms, "frmRestore", 10));
+    EXPECT_FALSE(reg.WriteDWord("\\", "x", 1)) << "no key: nothing is written";
     EXPECT_EQ(ReadFile(dir / "sub/registry.reg"),
               "REGEDIT4\n"
               "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Ketrova\\Global\\Databases]\n"
@@ -192,7 +193,7 @@ TEST(UserSettings, ReadsAKeyOfASectionIgnoringCase) {
     auto ini = (dir / "settings.ini").string();
     WriteFile(ini, "; older installation\r\n"
                    "[Locals]\r\nDBPath=/wrong/\r\n"
-                   "[ global ]\r\n  dbpath  =  \"C:\\Data\\Ketrova.mdb\"  \r\n"
+                   "[ global ]\r\n  dbpath  =  \"C:\\Data\\Ketrova.mdb\"  \r\nDBPart=/neither/\r\n"
                    "Broken line\r\n"
                    "[Next]\r\nDBPath=/also/wrong/\r\n");
     EXPECT_EQ(platform::GetSetting(ini, "Global", "DBPath"), "C:\\Data\\Ketrova.mdb");

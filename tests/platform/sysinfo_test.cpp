@@ -48,6 +48,7 @@ TEST(ShortDate, CLibraryFormatsInTheSuitesNotation) {
     EXPECT_EQ(platform::DateFormatToPattern("%-d/%-m/%Y"), "d/M/yyyy");
     EXPECT_EQ(platform::DateFormatToPattern("%e %b %Y"), "d MMM yyyy");
     EXPECT_EQ(platform::DateFormatToPattern("%F"), "yyyy-MM-dd");
+    EXPECT_EQ(platform::DateFormatToPattern("%_4Y"), "yyyy"); // a field width
     EXPECT_EQ(platform::DateFormatToPattern("%D"), "MM/dd/yy");
     EXPECT_EQ(platform::DateFormatToPattern("%A, %B %d"), "dddd, MMMM dd");
     EXPECT_EQ(platform::DateFormatToPattern("%Y年%m月%d日"), "yyyy年MM月dd日");

@@ -35,6 +35,11 @@ TEST_F(SafetyCopyTest, ACopyHoldsWhatWasCommittedOrTheBytesTheEngineCannotRead) 
     EXPECT_EQ(Count(copy.path), 2);
     EXPECT_EQ(ReadFile(copy.versionPath), "8\r\n");
     EXPECT_FALSE(fs::exists(copy.path + ".partial"));
+    // A version file left alone still holds its copy's name.
+    const std::string first = copy.path;
+    fs::remove(first);
+    ASSERT_TRUE(safety::MakeSafetyCopy(dbFile, "upgrade", At(19, 2, 12), copy, error)) << error;
+    EXPECT_NE(copy.path, first);
 
     // No room: refused, and nothing left.
     EXPECT_FALSE(

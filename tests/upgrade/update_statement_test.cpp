@@ -36,6 +36,7 @@ TEST(UpdateStatement, ReadsThePlainFormAndNothingElse) {
         {"UPDATE T SET a = 1, b = 2", "-"},   // two columns
         {"UPDATE T SET a = (1", "-"},         // unbalanced
         {"UPDATE 1 SET a = 1", "-"},          // no table name
+        {"UPDATE T SET = 1", "-"},            // no column name
         {"DELETE FROM T", "-"},
         {"UPDATE T SET a = 'it''s' WHERE b = 1;", "T.a = 'it''s' WHERE (\"b\" = 1)"}};
     for (const auto& [sql, read] : cases) {

@@ -58,6 +58,7 @@ TEST(Format, NumberPatternsOfTheSuite) {
         {0, "0;(0);\"nil\"", "nil"},
         {1234.5, "#,##0.00 \"a;b\"", "1,234.50 a;b"},
         {-5, "0\\;0;(0)", "(5)"},
+        {1234, "#,\"k\"", "1234,k"}, // a comma before no digit groups nothing
     };
     for (const auto& c : cases) {
         EXPECT_EQ(Format(c.value, c.pattern), c.expected) << c.value << " as " << c.pattern;
