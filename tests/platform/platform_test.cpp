@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace platform;
 using testsupport::ScopedEnv;
@@ -120,4 +122,20 @@ TEST(Disk, ACopyOntoAFullDiskFailsAndSaysWhere) {
     }
     EXPECT_NE(error.find(dir.str() + "copy"), std::string::npos) << error;
     EXPECT_TRUE(CopyFileDurably(dir.str() + "big", dir.str() + "copy2", error)) << error;
+}
+
+// A backup folder on another drive: the kernel will not copy across file
+// systems, and the copy goes on by reading and writing.
+TEST(Disk, ACopyCrossesFileSystems) {
+    TempDir dir;
+    const std::string other = "/dev/shm/ostrand-copy-" + std::to_string(::getpid());
+    struct stat a {
+    }, b{};
+    if (::stat("/dev/shm", &a) != 0 || ::stat(dir.str().c_str(), &b) != 0 || a.st_dev == b.st_dev)
+        GTEST_SKIP() << "no second file system at /dev/shm";
+    WriteFile(other, "rent log");
+    std::string error;
+    EXPECT_TRUE(CopyFileDurably(other, dir.str() + "copy", error)) << error;
+    std::filesystem::remove(other);
+    EXPECT_EQ(testsupport::ReadFile(dir / "copy"), "rent log");
 }
